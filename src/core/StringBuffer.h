@@ -1,0 +1,461 @@
+// StringBuffer: the library's mutable 8-bit string. Contents of up to 81
+// bytes live inside the object; longer ones in one heap buffer that grows by
+// an adaptive reserve. The content may hold zero bytes and is always followed
+// by one, so getString() can be handed to C functions at any time.
+//
+// Conventions shared by every member:
+// - true means success; on false the content is as it was unless the comment
+//   says otherwise. Nothing throws.
+// - A const char* argument is zero-terminated text; null counts as "".
+// - Output buffers passed by reference are appended to unless the comment says
+//   they are emptied first.
+// - Not thread-safe; see LockedStringBuffer for the guarded form.
+#pragma once
+
+#include <cstdint>
+
+#include "lib/ObjectBase.h"
+
+class DataBuffer;
+class ExtPtrArray;
+class LogBase;
+class StringBufferArray;
+class XString;
+
+class StringBuffer : public ObjectBase {
+ public:
+  // ---- Storage and lifecycle (core/storage.cpp) ----
+  StringBuffer();
+  // Empty buffer, then append(s) when s is not null.
+  explicit StringBuffer(const char* s);
+  // Takes the secure flag of other, then appends its content; reserve and
+  // capacity are not copied.
+  StringBuffer(const StringBuffer& other);
+  // Releases storage (wiped first when secure) and marks the object dead.
+  ~StringBuffer() override;
+  // clear() then append(other); keeps this object's secure flag.
+  StringBuffer& operator=(const StringBuffer& other);
+  // setString(s).
+  StringBuffer& operator=(const char* s);
+
+  // Replaces the content with other's; keeps any heap buffer.
+  bool setString(const StringBuffer& other);
+  // Replaces the content with s, which may point into this buffer's content.
+  bool setString(const char* s);
+  // The content as a zero-terminated string; null after destruction.
+  const char* getString() const { return m_data; }
+  // Number of content bytes, the terminating zero not counted.
+  unsigned int getSize() const { return m_length; }
+
+  // Appends s up to its terminating zero.
+  bool append(const char* s);
+  // Appends n bytes as they are, then drops trailing zero bytes from the count.
+  bool appendN(const char* p, unsigned int n);
+  // Appends other's content; false for this object itself or a dead object.
+  bool append(const StringBuffer& other);
+  // Makes room for n more content bytes: the one way storage grows.
+  bool expectNumBytes(unsigned int n);
+  // n bytes from the library's byte-array allocator, or null.
+  static unsigned char* allocBuffer(unsigned int n);
+  // Frees the heap buffer (wiped first when secure) and points at the inline
+  // buffer; length and inline bytes are left for the caller to set.
+  void releaseBuffer();
+
+  // Empties the buffer and frees the heap buffer, wiping first when secure.
+  void clear();
+  // The same as clear().
+  void strongClear();
+  // As clear(), but always wipes.
+  void secureClear();
+  // Empties the buffer but keeps the heap buffer; never wipes.
+  void weakClear();
+  // When set, content is overwritten with zeros before its storage is freed.
+  void setSecureBuf(bool secure) { m_secure = secure; }
+  bool isValidObject() const { return m_validity == kValidityMarker; }
+  // Kept for callers that expect it; deliberately does nothing.
+  void checkValidity() {}
+  // Gives back surplus heap storage (more than 256 spare bytes), moving short
+  // contents back inline.
+  void minimizeMemoryUsage();
+  // The heap capacity, 0 without a heap buffer.
+  unsigned int heapUsage() override;
+  // Size of the object itself plus the heap capacity.
+  unsigned int totalMemoryUsage();
+  // Reserve added to each heap allocation made by growth.
+  unsigned int getExtendSize() const { return m_extendSize; }
+  // Sets the reserve, unchecked; 0 makes growth allocate exactly what is needed.
+  void setExtendSize(unsigned int n) { m_extendSize = n; }
+
+  // ---- Append, prepend, insert and cut (core/append_insert.cpp) ----
+  // One byte; byte 0 is counted in the length.
+  bool appendChar(char c);
+  bool appendUChar(unsigned char c);
+  bool appendChar2(char a, char b);
+  bool appendChar3(char a, char b, char c);
+  // n copies of c; more than 12582912 appends nothing and succeeds.
+  bool appendCharN(char c, unsigned int n);
+  // One line feed.
+  bool appendLineEnding();
+  // append(a), then append(b) if that succeeded.
+  bool append2(const char* a, const char* b);
+  // append of a, b and c in order, stopping at the first failure.
+  bool append3(const char* a, const char* b, const char* c);
+  // The data buffer's bytes, as appendN.
+  bool append(const DataBuffer& d);
+  // Like append(s), but any growth allocates no reserve.
+  bool appendMinSize(const char* s);
+  // Like append(other), but any growth allocates no reserve.
+  bool appendMinSize(const StringBuffer& other);
+  // At most max bytes of s.
+  bool appendMaxN(const char* s, unsigned int max);
+  // s in front of the content.
+  bool prepend(const char* s);
+  // One byte in front of the content.
+  bool prepend(char c);
+  // n bytes from p in front of the content, zero bytes included.
+  bool prependN(const char* p, unsigned int n);
+  // other's content before position pos (at the end when pos is past it).
+  bool insertAt(const StringBuffer& other, unsigned int pos);
+  // Byte c before position pos (at the end when pos is past it).
+  bool insertCharAt(char c, unsigned int pos);
+  // Removes count bytes at pos; nothing when the chunk runs past the end.
+  void removeChunk(unsigned int pos, unsigned int count);
+  // Removes n bytes from the end, overwriting them with zeros.
+  void shorten(unsigned int n);
+  // Cuts back to newLength bytes (zeroing the rest); returns the new length.
+  unsigned int rollback(unsigned int newLength);
+  // Cuts the content at pos; the bytes beyond are not wiped.
+  void chopAt(unsigned int pos);
+  // Takes other's content and storage without copying heap bytes; other is
+  // left empty. other must be another object.
+  void takeSb(StringBuffer& other);
+  // Takes a data buffer's block as the content without copying.
+  bool takeFromDb(DataBuffer& d);
+
+  // ---- Factories, copies and extraction (core/factories.cpp) ----
+  // Heap buffers for the library's pointer arrays; null instead of throwing.
+  static StringBuffer* createNewSB();
+  static StringBuffer* createNewSB(unsigned int extendSize);
+  static StringBuffer* createNewSB(const char* s);
+  // A copy of other's bytes with no reserve.
+  static StringBuffer* createNewSB(const StringBuffer& other);
+  // Exactly the n bytes at p (trailing zero bytes dropped from the count).
+  static StringBuffer* createNewSB_exact(const char* p, unsigned int n);
+  // Destroys and frees a buffer made by a factory; null is fine.
+  static void deleteSb(StringBuffer* sb);
+  // A new array with the content and its terminating zero; the caller
+  // releases it with delete[]. Null when memory runs out.
+  char* createCopy() const;
+  // As createCopy(), and reports the length (set even when null is returned).
+  char* copyString(unsigned int* outLength) const;
+  // Copies as much as fits into dst, zero-terminated; returns the bytes copied.
+  unsigned int copyToBuffer(char* dst, unsigned int dstSize);
+  // Hands the storage to the caller (delete[]) and empties the buffer.
+  char* extractString(unsigned int* outLength);
+  // As extractString(), and reports the size of the block handed out.
+  char* extractString2(unsigned int& outLength, unsigned int& outCapacity);
+  // Writes capacity, length and content to the log.
+  void logSbMemUsage(LogBase& log);
+
+  // ---- Number and binary formatting (core/number_format.cpp) ----
+  // Decimal form of value, "-" before a negative value.
+  bool append(int value);
+  // Decimal form of value.
+  bool append(unsigned int value);
+  // Decimal form of a 64-bit value, "-" before a negative value.
+  bool appendInt64(int64_t value);
+  // Sign, then decimal digits zero-padded to at least minDigits; nothing on failure.
+  void appendInt(int value, int minDigits);
+  // Hex digits, zero-padded to width when width is 2, 4 or 8, unpadded otherwise.
+  bool appendHex(unsigned int value, bool lowercase, unsigned int width);
+  // Upper-case hex dump: 16 bytes a line, a space after every second byte.
+  bool appendHexData(const unsigned char* data, unsigned int n);
+  // Two upper-case hex digits per byte on one line, optionally a space before each.
+  bool appendHexDataNoWS(const unsigned char* data, unsigned int n, bool spaceBefore);
+  // Two upper-case hex digits and a space for each byte; failures are not reported.
+  void appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int n);
+  // The Base64 text of the n bytes.
+  bool appendBase64(const unsigned char* data, unsigned int n);
+  // pattern with its first "%s" replaced by s (a null s leaves "%s" in place).
+  bool append_s(const char* pattern, const char* s);
+  // pattern with its first "%d" replaced by the decimal form of value.
+  bool append_d(const char* pattern, int value);
+  // name, "=", then the decimal form of value.
+  bool appendNameIntValue(const char* name, int value);
+
+  // ---- Numeric parsing and value tests (core/numeric_parse.cpp) ----
+  // Conversions below read decimal text the same way, whatever the process
+  // locale: leading TAB, LF, CR and space are skipped, then one optional "+"
+  // or "-", then digits up to the first other byte (trailing text ignored).
+  // No digits gives 0; values beyond the type's range are clamped to its
+  // nearest limit (a negative text gives 0 for the unsigned form).
+  // The content as an int; 0 when empty or not a number.
+  int intValue() const;
+  // The content as an unsigned 32-bit value; 0 when empty or not a number.
+  unsigned int uintValue() const;
+  // The content (all its bytes, up to the first zero) as a 64-bit value.
+  int64_t int64Value() const;
+  // The same as int64Value().
+  int64_t toInt64();
+  // The content as a double, "." as the decimal point, exponent optional;
+  // "inf" and "nan" are accepted; overflow gives +-infinity, underflow +-0.
+  double doubleValue() const;
+  // 0: the decimal text fits an int; 1: only an unsigned int; 2: neither.
+  int determineIntType() const;
+  // Value of the hex digits at the start of s, stopping at the first non-digit.
+  static unsigned int hexValueUint32(const char* s);
+  // Appends to out the bytes the content spells in hex.
+  bool hexStringToBinary(DataBuffer& out) const;
+  // Appends to out the bytes spelled by the first n characters of s ("0x" skipped).
+  static bool hexStringToBinary2(const char* s, unsigned int n, DataBuffer& out);
+  // Puts a "0" in front when the length is odd.
+  void canonicalizeHexString();
+  // Every byte is a decimal digit; one "." is also allowed when allowPoint.
+  bool isDecimalNumber(bool allowPoint) const;
+  // Every byte is a hex digit.
+  bool isHexidecimal() const;
+  // Every byte may occur in Base64 text (white space included), "=" only last.
+  bool isBase64() const;
+  // The first 120 bytes hold only digits, ".", space and TAB.
+  bool isIpAddr() const;
+  // Byte i, or 0 when i is not below the length.
+  char charAt(unsigned int i) const;
+  // Pointer to byte i for i up to the length (the terminating zero), else null.
+  const char* pCharAt(unsigned int i) const;
+  // The last byte, or 0 when empty.
+  char lastChar() const;
+
+  // ---- Compare and search (text/compare_search.cpp) ----
+  // Text equality with s (stops at a zero byte); null s equals only "".
+  bool equals(const char* s) const;
+  // Equal lengths and equal text up to the first zero byte.
+  bool equals(const StringBuffer& other) const;
+  // strcasecmp equality with s; null s equals only "".
+  bool equalsIgnoreCase(const char* s) const;
+  // Equal lengths and strcasecmp equality.
+  bool equalsIgnoreCase(const StringBuffer& other) const;
+  // Length must be n (the caller's length of s), then strcasecmp equality.
+  bool equalsIgnoreCase2(const char* s, unsigned int n) const;
+  // strcmp of the content with s (s must not be null).
+  int compare(const char* s) const;
+  // Case-insensitive ordering of the content against s (s must not be null).
+  int compareNoCase(const char* s) const;
+  // True when the text starts with s; "" always does, null never.
+  bool beginsWith(const char* s) const;
+  // True when the first n bytes of s start the text; n 0 is true.
+  bool beginsWithN(const char* s, unsigned int n) const;
+  // As beginsWith, ignoring ASCII case.
+  bool beginsWithIgnoreCase(const char* s) const;
+  // As beginsWithN, ignoring ASCII case.
+  bool beginsWithIgnoreCaseN(const char* s, unsigned int n) const;
+  // True when the last strlen(s) bytes are s; "" always does, null never.
+  bool endsWith(const char* s) const;
+  // As endsWith, ignoring ASCII case.
+  bool endsWithIgnoreCase(const char* s) const;
+  // Last byte is TAB, LF, CR or space; false when empty or dead.
+  bool endsWithWhitespace() const;
+  // s occurs in the text; false for null s.
+  bool containsSubstring(const char* s) const;
+  // As containsSubstring, ignoring ASCII case.
+  bool containsSubstringNoCase(const char* s) const;
+  // First occurrence of s in the text, or null.
+  const char* findSubstr(const char* s) const;
+  // Offset of the first occurrence of s in the text, or -1.
+  int indexOf(const char* s) const;
+  // As indexOf, ignoring ASCII case.
+  int indexOfNoCase(const char* s) const;
+  // Wildcard match of the text against pattern (see TextSearch::wildcardMatch).
+  bool matches(const char* pattern, bool flag);
+  // c (not 0) occurs in the text before its first zero byte.
+  bool containsChar(char c) const;
+  // Any content byte (zero bytes included) is one of the bytes of set.
+  bool containsAnyOf(const char* set) const;
+  // Some content byte b has lo <= b <= hi, as unsigned bytes.
+  bool containsCharInRange(char lo, char hi) const;
+  // First content byte equal to c (0 allowed), or null.
+  char* findFirstChar(char c);
+  // Last content byte equal to c, or null.
+  char* findLastChar(char c);
+  // Number of content bytes equal to c.
+  unsigned int countCharOccurances(char c) const;
+  // Every byte is TAB, LF, CR or space; true when empty.
+  bool allWhitespace() const;
+  // No byte is a lower-case ASCII letter; true when empty.
+  bool isAllCaps();
+  // No byte above 127 among the first n bytes (all when n is 0).
+  bool is7bit(unsigned int n) const;
+  // Every byte of the first n (all when n is 0) is an ASCII letter.
+  bool is7bitAlpha(unsigned int n);
+  // Underscore, digit, ASCII letter, or 192..255 except 215 and 247.
+  static bool isAlphaNumeric_1252(char c);
+  // The byte at offset length is not 0 (someone wrote past the content).
+  bool isNonTerminated() const;
+
+  // ---- Trimming, chopping and case (text/trim_case.cpp) ----
+  // Removes spaces and TABs from both ends; returns the number removed.
+  unsigned int trim();
+  // Removes TAB, LF, CR and space from both ends; returns the number removed.
+  unsigned int trim2();
+  // Removes the bytes " ' * - / @ from both ends; returns the number removed.
+  unsigned int trim3();
+  // Removes TAB, LF, CR and space from the end; returns the number removed.
+  unsigned int trimRight2();
+  // Removes CR and LF from the end; returns the number removed.
+  unsigned int trimTrailingCRLFs();
+  // Removes spaces and TABs from the end; returns the number removed.
+  unsigned int trimTrailingSpaces();
+  // Drops the text before the first c (and c itself when discard).
+  void trimBefore(char c, bool discard);
+  // Drops the text after the last c (and c itself when discard).
+  void trimAfter(char c, bool discard);
+  // Cuts at the first s (behind it when keep); false when s is absent or "".
+  bool chopAtSubstr(const char* s, bool keep);
+  // Cuts at the first byte c; false, unchanged, when there is none.
+  bool chopAtFirstChar(char c);
+  // Cuts at the last byte c; false, unchanged, when there is none.
+  bool chopAtLastChar(char c);
+  // ASCII and Latin-1 (192..223) upper case to lower, up to a zero byte.
+  void toLowerCase();
+  // ASCII and Latin-1 (224..255) lower case to upper, up to a zero byte.
+  void toUpperCase();
+  // The toLowerCase rule applied to the first byte only.
+  void toLowerFirstChar();
+  // Removes control bytes other than TAB, LF, CR; returns the number removed.
+  unsigned int removeCtrl();
+  // Removes every byte below 32; returns the number removed.
+  unsigned int removeControlChars();
+  // Removes every byte c at offset start or later.
+  void eliminateChar(char c, unsigned int start);
+  // Removes every byte c; returns the number removed.
+  unsigned int removeCharOccurances(char c);
+  // Keeps bytes 0..127; returns the new length.
+  unsigned int drop8bitChars();
+  // Keeps digits and spaces; returns the new length.
+  unsigned int dropNonNumeric();
+  // Keeps letters, digits, bytes above 127 and ! - . : _; returns the new length.
+  unsigned int dropNonNameChars();
+  // Turns every zero byte of the content into a space; returns the length.
+  unsigned int replaceNullsWithSpaces();
+
+  // ---- Replace and remove (text/replace_remove.cpp) ----
+  // Replaces every occurrence of find; returns the count. One allocation.
+  unsigned int replaceAllOccurances(const char* find, const char* replacement);
+  // As replaceAllOccurances, matching ASCII case-insensitively.
+  unsigned int replaceAllOccurancesNoCase(const char* find, const char* replacement);
+  // Replaces the first occurrence; a null replacement changes nothing.
+  bool replaceFirstOccurance(const char* find, const char* replacement, bool noCase);
+  // Replaces the last occurrence of a left-to-right, non-overlapping scan.
+  bool replaceLastOccurance(const char* find, const char* replacement);
+  // Drops everything behind the last marker and appends replacement.
+  bool replaceAfterFinal(const char* marker, const char* replacement);
+  // Replaces the first begin..end region's inner text (or all of it with the markers).
+  bool replaceAllBetween(const char* beginMarker, const char* endMarker, const char* replacement,
+                         bool replaceMarkers);
+  // Replaces find inside every begin..end region; returns the total count.
+  unsigned int replaceAllOccurancesBetween(const char* beginMarker, const char* endMarker,
+                                           const char* find, const char* replacement);
+  // Removes begin..end regions, markers included; always true.
+  bool removeDelimited(const char* beginMarker, const char* endMarker, bool caseSensitive,
+                       bool firstOnly);
+  // As removeDelimited, but only regions that contain needle; always true.
+  bool removeDelimitedIfContains(const char* beginMarker, const char* endMarker, const char* needle,
+                                 bool caseSensitive, bool firstOnly);
+  // Bytes equal to one of the first 5 bytes of set become c; returns the length.
+  unsigned int replaceChar5(const char* set, char c);
+  // Like replaceChar5, with the first 10 bytes of set.
+  unsigned int replaceChar10(const char* set, char c);
+  // Like replaceChar5, with the first 20 bytes of set.
+  unsigned int replaceChar20(const char* set, char c);
+  // Inside each occurrence of substr, bytes from become to; returns the occurrences.
+  unsigned int replaceCharInOccurances(const char* substr, char from, char to);
+  // URL-safe Base64 back to standard: '-' to '+', '_' to '/'.
+  void replaceModBase64Chars();
+  // Drops the text before the first marker (and the marker when removeMarker).
+  bool removeBefore(const char* marker, bool removeMarker);
+
+  // ---- Extraction and capture (text/extract_capture.cpp) ----
+  // Appends the text between the first beginMarker and the next endMarker.
+  bool getBetween(const char* beginMarker, const char* endMarker, StringBuffer& out);
+  // Appends the first begin..end region's inner text, or all of it with includeMarkers.
+  void getDelimited(const char* beginMarker, const char* endMarker, bool includeMarkers,
+                    StringBuffer& out) const;
+  // Appends the text before marker (all of it when absent); consume removes it.
+  bool getBefore(const char* marker, bool consume, StringBuffer& out);
+  // Appends the text behind the last marker (all when absent); consume cuts it off.
+  bool getAfterFinal(const char* marker, bool consume, StringBuffer& out);
+  // Empties value, then sets it to the text after "name=" up to the next ";".
+  bool getNamedValue(const char* name, StringBuffer& value);
+  // Empties both outputs and parses the content as name = value.
+  void splitAttrValue(StringBuffer& name, StringBuffer& value, bool unquote) const;
+  // Appends the text before and behind the first c; false when c is absent.
+  bool separate(char c, StringBuffer& before, StringBuffer& after);
+  // Moves the text behind the last c to out and cuts at c.
+  bool pop(char c, StringBuffer& out);
+  // Appends the bytes from start up to marker; offset gets their count.
+  bool copyUntil(const char* marker, unsigned int start, unsigned int& offset, StringBuffer& out);
+  // Appends the leading run of decimal digits of s; returns its length.
+  unsigned int captureDecimal(const char* s);
+  // Appends the leading run of hex digits of s; returns its length.
+  unsigned int captureHex(const char* s);
+  // Appends the leading run of TAB, LF, CR and space of s; returns its length.
+  unsigned int captureWS(const char* s);
+  // Appends the leading run of non-whitespace bytes of s; returns its length.
+  unsigned int captureNonWS(const char* s);
+  // Appends the leading run of letters, digits and underscores of s.
+  unsigned int captureIdentifier(const char* s);
+  // Appends the leading run of ASCII letters of s; returns its length.
+  unsigned int captureAlpha(const char* s);
+  // Appends the leading run of ASCII letters and digits of s; returns its length.
+  unsigned int captureAlphaNum(const char* s);
+  // Replaces the content with the first line of s; returns the bytes taken.
+  unsigned int captureLine(const char* s, bool trim, bool lowerCase);
+
+  // ---- Whole-word and content-id search (text/word_search.cpp) ----
+  // True for the bytes that may make up a content id.
+  static bool isCidChar(char c);
+  // First occurrence of cid in text with content-id boundaries on both sides.
+  static const char* findCidOnly(const char* text, const char* cid);
+  // Replaces every occurrence findCidOnly accepts; returns the count.
+  unsigned int replaceAllCidOccurrences(const char* cid, const char* replacement);
+  // First occurrence of word in UTF-8 text with word boundaries on both sides.
+  static const char* findWordOnlyUtf8(const char* text, const char* word, LogBase& log);
+  // Replaces every occurrence findWordOnlyUtf8 accepts; returns the count.
+  unsigned int replaceAllWordOccurrencesUtf8(const char* word, const char* replacement,
+                                             LogBase& log);
+
+  // ---- Delimited fields (text/delimited_fields.cpp) ----
+
+  // ---- Splitting into lists (text/split_lists.cpp) ----
+
+  // ---- Tokenizers (text/tokenizers.cpp) ----
+
+  // ---- Character replacement (encoding/char_replace.cpp) ----
+
+ private:
+  static constexpr uint8_t kValidityMarker = 170;
+  static constexpr unsigned int kInlineSize = 82;
+  static constexpr unsigned int kDefaultExtendSize = 202;
+
+  // Room test done before every copy; growth is taken only when it fails.
+  // Summed in 64 bits so that a huge request cannot wrap into "fits".
+  bool hasRoomFor(unsigned int n) const {
+    const uint64_t need = uint64_t(m_length) + n;
+    return m_heap != nullptr ? need + 1 <= m_capacity : need <= kInlineSize - 1;
+  }
+  bool ensureRoom(unsigned int n) { return hasRoomFor(n) || expectNumBytes(n); }
+  // Copies n bytes to the end and terminates; room must already exist.
+  void putBytes(const char* p, unsigned int n);
+  // Points at the inline buffer and resets to the empty state.
+  void resetToEmptyInline();
+  // Overwrites the content with zeros when the secure flag asks for it.
+  void wipeIfSecure();
+
+  uint8_t m_validity = kValidityMarker;
+  bool m_secure = false;
+  char* m_data;
+  char m_inline[kInlineSize];
+  unsigned char* m_heap = nullptr;
+  unsigned int m_capacity = 0;
+  unsigned int m_length = 0;
+  unsigned int m_extendSize = kDefaultExtendSize;
+};

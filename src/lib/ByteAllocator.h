@@ -1,0 +1,44 @@
+// The library's byte-array allocator: every heap buffer of a StringBuffer or
+// DataBuffer comes from here and is released with array delete.
+#pragma once
+
+#include <cstdint>
+
+class ByteAllocator {
+ public:
+  // n bytes (at least one), or null when memory runs out. Never throws.
+  static unsigned char* allocate(uint32_t n) noexcept;
+  // Array delete of a block from allocate(); size is what the owner believes
+  // the block holds and is only passed to the release observer. Null is fine.
+  static void release(unsigned char* block, uint32_t size) noexcept;
+
+  // Test-only control. Everything here is off by default and costs one
+  // relaxed atomic load per call when off.
+  class TestControl {
+   public:
+    using ReleaseObserver = void (*)(const unsigned char* block, uint32_t size, void* context);
+    // The nth following allocation (1 = the next one) returns null; 0 disarms.
+    static void failNthAllocation(uint32_t n) noexcept;
+    // Every allocation of more than size bytes returns null; 0 disarms.
+    static void failAllocationsAbove(uint32_t size) noexcept;
+    // Called with each block just before it is deleted; null removes it.
+    static void setReleaseObserver(ReleaseObserver observer, void* context) noexcept;
+    // Number of allocations attempted since the last reset.
+    static uint64_t allocationCount() noexcept;
+    // Disarms every switch and zeroes the counter.
+    static void reset() noexcept;
+  };
+};
+
+// Scoped fault injection for tests: arms a switch and disarms everything when
+// it goes out of scope, so one failing test cannot poison the next.
+class ScopedAllocatorControl {
+ public:
+  ScopedAllocatorControl() { ByteAllocator::TestControl::reset(); }
+  ~ScopedAllocatorControl() { ByteAllocator::TestControl::reset(); }
+  ScopedAllocatorControl(const ScopedAllocatorControl&) = delete;
+  ScopedAllocatorControl& operator=(const ScopedAllocatorControl&) = delete;
+  void failNth(uint32_t n) { ByteAllocator::TestControl::failNthAllocation(n); }
+  void failAbove(uint32_t size) { ByteAllocator::TestControl::failAllocationsAbove(size); }
+  uint64_t allocations() const { return ByteAllocator::TestControl::allocationCount(); }
+};
