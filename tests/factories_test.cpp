@@ -144,8 +144,9 @@ TEST(Factories, LogSbMemUsageWritesCapacityLengthAndContent) {
   sb.appendCharN('q', 90);
   sb.logSbMemUsage(log);
   const std::string text = log.getText();
-  EXPECT_NE(std::string::npos, text.find("293"));
-  EXPECT_NE(std::string::npos, text.find("90"));
+  EXPECT_NE(std::string::npos, text.find("sbMemUsage")) << text;
+  EXPECT_NE(std::string::npos, text.find("capacity: 293")) << text;
+  EXPECT_NE(std::string::npos, text.find("length: 90")) << text;
   EXPECT_NE(std::string::npos, text.find(std::string(90, 'q')));
   LogNull quiet;
   sb.logSbMemUsage(quiet);

@@ -79,7 +79,7 @@ TEST(Storage, ExtendSizeAdaptsUpToItsCap) {
 TEST(Storage, GrowthBeyond32BitsIsRefused) {
   StringBuffer sb("abc");
   EXPECT_FALSE(sb.expectNumBytes(0xFFFFFFFFu));
-  EXPECT_FALSE(sb.expectNumBytes(0xFFFFFF00u));
+  EXPECT_FALSE(sb.expectNumBytes(0xFFFFFFF0u));  // the reserve would wrap
   EXPECT_STREQ("abc", sb.getString());
   EXPECT_EQ(0u, sb.heapUsage());
 }

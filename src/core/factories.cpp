@@ -103,8 +103,8 @@ char* StringBuffer::extractString2(unsigned int& outLength, unsigned int& outCap
 }
 
 void StringBuffer::logSbMemUsage(LogBase& log) {
-  LogContextExitor context(log, "hyNvnFhztv");
-  log.LogDataLong("xzkzxrgb", static_cast<long>(heapUsage()));
-  log.LogDataLong("ovmtgs", static_cast<long>(m_length));
-  log.LogDataStr("xlmgvmg", m_data);
+  LogContextExitor context(log, "yhvNFnzhvt");
+  log.LogDataLong("!zxzkrxbg", static_cast<long>(heapUsage()));
+  log.LogDataLong("!votmsg", static_cast<long>(m_length));
+  log.LogDataStr("!lxgmmvg", m_data);
 }
