@@ -1,0 +1,188 @@
+// Text forms of numbers and binary data: digits are produced into small stack
+// areas, then appended in one piece or, for the hex dumps, chunk by chunk.
+#include <cstring>
+
+#include "core/StringBuffer.h"
+#include "core/internal/chunk_stager.h"
+#include "lib/MimeCodec.h"
+
+namespace {
+
+// Room for the digits of any 64-bit value, its sign and a terminating zero.
+constexpr unsigned int kDecimalArea = 24;
+constexpr char kUpperHex[] = "0123456789ABCDEF";
+constexpr char kLowerHex[] = "0123456789abcdef";
+// Dump chunk sizes: the line layout hands on 128 characters at a time, the
+// single-line layouts 255.
+constexpr unsigned int kDumpChunk = 128;
+constexpr unsigned int kLineChunk = 255;
+
+// Taken in unsigned arithmetic, so the most negative value has one too.
+uint64_t magnitudeOf(int64_t value) {
+  return value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+}
+
+// Writes the decimal digits backwards so that they end just before end;
+// returns the first digit. Zero gives the single digit "0".
+char* putDigitsBackwards(uint64_t magnitude, char* end) {
+  char* p = end;
+  do {
+    *--p = static_cast<char>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  return p;
+}
+
+// The zero-terminated decimal form of a value, "-" in front when negative.
+// Every 32-bit form is formatted through the 64-bit one.
+class DecimalText {
+ public:
+  explicit DecimalText(int64_t value) {
+    char* end = m_area + kDecimalArea - 1;
+    *end = 0;
+    m_text = putDigitsBackwards(magnitudeOf(value), end);
+    if (value < 0) *--m_text = '-';
+    m_size = static_cast<unsigned int>(end - m_text);
+  }
+  DecimalText(const DecimalText&) = delete;
+  DecimalText& operator=(const DecimalText&) = delete;
+
+  const char* text() const { return m_text; }
+  unsigned int size() const { return m_size; }
+
+ private:
+  char m_area[kDecimalArea];
+  char* m_text;
+  unsigned int m_size;
+};
+
+template <typename Stager>
+void putHexByte(Stager& stager, unsigned char b) {
+  stager.put(kUpperHex[b >> 4]);
+  stager.put(kUpperHex[b & 0xF]);
+}
+
+// The one loop behind the three dump layouts: writeByte(stager, i, byte) puts
+// the text of byte i, and the staged text is appended to sb in chunks of Size
+// characters. Stops at the first failed append.
+template <unsigned int Size, typename WriteByte>
+bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, WriteByte writeByte) {
+  if (data == nullptr || n == 0) return true;
+  auto sink = [&sb](const unsigned char* p, unsigned int count) {
+    return sb.appendN(reinterpret_cast<const char*>(p), count);
+  };
+  ChunkStager<Size, decltype(sink)> stager(sink);
+  for (unsigned int i = 0; i < n && stager.ok(); ++i) writeByte(stager, i, data[i]);
+  return stager.finish();
+}
+
+// Copies pattern, puts text in place of the first slot ("%s" or "%d") and
+// appends the result to sb.
+bool appendFilledPattern(StringBuffer& sb, const char* pattern, const char* slot, const char* text) {
+  StringBuffer filled;
+  if (!filled.append(pattern)) return false;
+  // Note: a slot that is present but could not be filled (no memory to save
+  // the tail) is reported as a failure rather than appended as a bare
+  // placeholder; a pattern without the slot is appended as it is.
+  if (!filled.replaceFirstOccurance(slot, text, false) && text != nullptr &&
+      std::strstr(filled.getString(), slot) != nullptr)
+    return false;
+  return sb.append(filled);
+}
+
+}  // namespace
+
+bool StringBuffer::append(int value) {
+  const DecimalText decimal(value);
+  return appendN(decimal.text(), decimal.size());
+}
+
+bool StringBuffer::append(unsigned int value) {
+  const DecimalText decimal(value);
+  return appendN(decimal.text(), decimal.size());
+}
+
+bool StringBuffer::appendInt64(int64_t value) {
+  const DecimalText decimal(value);
+  return appendN(decimal.text(), decimal.size());
+}
+
+// minDigits is honoured in full, however wide: the padding is written
+// straight into the buffer rather than into the digit area.
+void StringBuffer::appendInt(int value, int minDigits) {
+  char area[kDecimalArea];
+  char* end = area + kDecimalArea;
+  const char* digits = putDigitsBackwards(magnitudeOf(value), end);
+  const unsigned int count = static_cast<unsigned int>(end - digits);
+  const unsigned int width = minDigits > 0 ? static_cast<unsigned int>(minDigits) : 0;
+  const unsigned int padding = width > count ? width - count : 0;
+  const unsigned int sign = value < 0 ? 1 : 0;
+  // Room for the whole number first: after a failed growth nothing is
+  // appended, never a sign or zeros without their digits.
+  if (!ensureRoom(sign + padding + count)) return;
+  if (sign != 0) putBytes("-", 1);
+  std::memset(m_data + m_length, '0', padding);
+  m_length += padding;
+  putBytes(digits, count);
+}
+
+bool StringBuffer::appendHex(unsigned int value, bool lowercase, unsigned int width) {
+  const char* digitSet = lowercase ? kLowerHex : kUpperHex;
+  char area[8];
+  char* end = area + sizeof area;
+  char* p = end;
+  do {
+    *--p = digitSet[value & 0xF];
+    value >>= 4;
+  } while (value != 0);
+  // Only the widths of a byte, a 16-bit and a 32-bit word pad; any other
+  // width gives the bare digits.
+  if (width == 2 || width == 4 || width == 8)
+    while (static_cast<unsigned int>(end - p) < width) *--p = '0';
+  return appendN(p, static_cast<unsigned int>(end - p));
+}
+
+bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
+  // Lines of 16 bytes in groups of two: a space after every second byte of a
+  // line, a line feed after the sixteenth.
+  return dumpHex<kDumpChunk>(*this, data, n, [](auto& stager, unsigned int i, unsigned char b) {
+    putHexByte(stager, b);
+    const unsigned int position = i % 16 + 1;
+    if (position == 16)
+      stager.put('\n');
+    else if (position % 2 == 0)
+      stager.put(' ');
+  });
+}
+
+bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int n, bool spaceBefore) {
+  return dumpHex<kLineChunk>(*this, data, n, [spaceBefore](auto& stager, unsigned int, unsigned char b) {
+    if (spaceBefore) stager.put(' ');
+    putHexByte(stager, b);
+  });
+}
+
+void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int n) {
+  dumpHex<kLineChunk>(*this, data, n, [](auto& stager, unsigned int, unsigned char b) {
+    putHexByte(stager, b);
+    stager.put(' ');
+  });
+}
+
+bool StringBuffer::appendBase64(const unsigned char* data, unsigned int n) {
+  if (data == nullptr || n == 0) return true;
+  return MimeCodec::encodeBase64(data, n, *this);
+}
+
+bool StringBuffer::append_s(const char* pattern, const char* s) {
+  return appendFilledPattern(*this, pattern, "%s", s);
+}
+
+bool StringBuffer::append_d(const char* pattern, int value) {
+  const DecimalText decimal(value);
+  return appendFilledPattern(*this, pattern, "%d", decimal.text());
+}
+
+bool StringBuffer::appendNameIntValue(const char* name, int value) {
+  return append(name) && append("=") && append(value);
+}
