@@ -424,12 +424,52 @@ class StringBuffer : public ObjectBase {
                                              LogBase& log);
 
   // ---- Delimited fields (text/delimited_fields.cpp) ----
+  // Number of fields; 0 for an empty buffer.
+  unsigned int countColumns(char delimiter, bool quoteMode, bool escapeMode);
+  // Empties out, then puts field index into it with its quotes and escapes taken out.
+  bool getNthDelimited(unsigned int index, char delimiter, bool quoteMode, bool escapeMode,
+                       StringBuffer& out) const;
+  // Replaces field index with value's bytes as they are, adding missing fields first.
+  bool setNthDelimited(unsigned int index, char delimiter, bool quoteMode, bool escapeMode,
+                       const StringBuffer& value);
+  // Removes field index and one delimiter next to it; false when there is none.
+  bool removeNthDelimited(unsigned int index, char delimiter, bool quoteMode, bool escapeMode);
+  // Inserts an empty field before field index; a short record gets one at the end.
+  bool insertNthDelimited(unsigned int index, char delimiter, bool quoteMode, bool escapeMode);
+  // Rewrites separating oldDelimiter bytes as newDelimiter, quoting fields that hold it.
+  bool changeDelimiter(char oldDelimiter, char newDelimiter, bool quoteMode, bool escapeMode);
 
   // ---- Splitting into lists (text/split_lists.cpp) ----
+  // Appends one element per field, quotes and backslashes kept; elements are shrunk.
+  bool split(StringBufferArray& list, char delimiter, bool quoteMode, bool escapeMode) const;
+  // Like split, then trim2 on every element of the list, earlier ones included.
+  bool splitAndTrim(StringBufferArray& list, char delimiter, bool quoteMode,
+                    bool escapeMode) const;
+  // Like split, but once the list holds n - 1 elements the rest becomes the last one.
+  bool splitUpToN(StringBufferArray& list, int n, char delimiter, bool quoteMode,
+                  bool escapeMode) const;
+  // Like split, one element per line: CR LF, lone CR and lone LF each end a line.
+  bool splitByLineEndings(StringBufferArray& list, bool quoteMode, bool escapeMode) const;
+  // Like split, but any byte of separators ends an element; elements are not shrunk.
+  bool split2(StringBufferArray& list, const char* separators, bool quoteMode,
+              bool escapeMode) const;
+  // Lines, CR LF counted once, no quote or escape handling; the count is ignored.
+  bool splitIntoLines(StringBufferArray& list, unsigned int unused);
+  // Appends the pieces between occurrences of boundary; maxParts 0 means no limit.
+  bool splitUsingBoundary(StringBuffer& boundary, StringBufferArray& list, int maxParts,
+                          bool skipEmpty) const;
 
   // ---- Tokenizers (text/tokenizers.cpp) ----
+  // Appends the words between white space; each byte of separators is a token of its own.
+  void tokenize(ExtPtrArray& list, const char* separators) const;
+  // Like tokenize, with the separators of C-like source text "*;(){}&+=[],!~".
+  void tokenizeCPP(ExtPtrArray& list) const;
+  // Number of words by tokenize's rules; separator bytes end words but are not counted.
+  unsigned int tokenCount(const char* separators) const;
 
   // ---- Character replacement (encoding/char_replace.cpp) ----
+  // Replaces every occurrence of find by the byte byteValue (low 8 bits); returns the count.
+  unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
 
  private:
   static constexpr uint8_t kValidityMarker = 170;
