@@ -117,6 +117,9 @@ bool StringBuffer::insertCharAt(char c, unsigned int pos) {
   const char one[2] = {c, 0};
   if (pos == 0) return prepend(one);
   if (pos >= m_length) return append(one);
+  // Note: the tail is carried over as text, up to its first zero byte; the
+  // inserts are text operations and callers holding binary data splice with
+  // the counted appends instead.
   StringBuffer tail;
   if (!tail.append(m_data + pos)) return false;
   m_data[pos] = c;
@@ -139,7 +142,8 @@ bool StringBuffer::insertAt(const StringBuffer& other, unsigned int pos) {
 
 void StringBuffer::removeChunk(unsigned int pos, unsigned int count) {
   if (pos >= m_length || uint64_t(pos) + count > m_length) return;
-  // The tail is moved as text: it ends at its first zero byte.
+  // Note: the tail is moved as text, so it ends at its first zero byte; the
+  // length follows what was moved.
   const char* tail = m_data + pos + count;
   const size_t tailLength = std::strlen(tail);
   std::memmove(m_data + pos, tail, tailLength);
