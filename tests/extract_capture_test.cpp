@@ -6,90 +6,60 @@
 #include "test_support.h"
 
 TEST(ExtractCapture, Extraction) {
-  struct Row {
-    const char* name;
-    std::function<bool(StringBuffer&, StringBuffer&)> op;
-    const char* content;
-    bool result;
-    const char* out;    // appended behind "out:"
-    const char* after;  // the object afterwards
+  struct Row { const char* name; std::function<bool(StringBuffer&, StringBuffer&)> op; const char* content; bool result; const char* out; const char* after; };
+  const auto attr = [](bool unquote, const char* name) {  // true when the name buffer, "stale" before, gets name
+    return [=](StringBuffer& s, StringBuffer& o) { StringBuffer got("stale"); s.splitAttrValue(got, o, unquote); return bytesOf(got) == name; };
   };
-  const Row rows[] = {
-      {"between", [](StringBuffer& s, StringBuffer& o) { return s.getBetween("(", ")", o); }, "a(b)c", true, "b", "a(b)c"},
-      {"between, unclosed", [](StringBuffer& s, StringBuffer& o) { return s.getBetween("(", ")", o); }, "a(bc", false, "", "a(bc"},
-      {"delimited", [](StringBuffer& s, StringBuffer& o) { s.getDelimited("[", "]", false, o); return true; }, "x[y]z", true, "y", "x[y]z"},
-      {"delimited, markers", [](StringBuffer& s, StringBuffer& o) { s.getDelimited("[", "]", true, o); return true; }, "x[y]z", true, "[y]", "x[y]z"},
-      {"before, consume", [](StringBuffer& s, StringBuffer& o) { return s.getBefore(":", true, o); }, "key:value", true, "key", "value"},
-      {"before, absent", [](StringBuffer& s, StringBuffer& o) { return s.getBefore("#", true, o); }, "key:value", false, "key:value", ""},
-      {"after final", [](StringBuffer& s, StringBuffer& o) { return s.getAfterFinal("/", true, o); }, "a/b/c", true, "c", "a/b"},
-      {"after final, absent", [](StringBuffer& s, StringBuffer& o) { return s.getAfterFinal("#", false, o); }, "a/b", false, "a/b", "a/b"},
-      {"separate", [](StringBuffer& s, StringBuffer& o) { return s.separate('=', o, o); }, "=x", true, "x", "=x"},
-      {"pop 8-bit", [](StringBuffer& s, StringBuffer& o) { return s.pop('\xE9', o); }, "a\xE9" "b\xE9" "c", true, "c", "a\xE9" "b"},
-      {"into itself", [](StringBuffer& s, StringBuffer&) { return s.getBefore(":", true, s); }, "k:v", false, "", "k:v"},
+  const Row rows[] = {  // out starts as "out:" to tell appending from emptying; after is nullptr when unchanged
+      {"between", [](StringBuffer& s, StringBuffer& o) { return s.getBetween("(", ")", o); }, "a(b)c", true, "out:b", nullptr},
+      {"between, unclosed", [](StringBuffer& s, StringBuffer& o) { return s.getBetween("(", ")", o); }, "a(bc", false, "out:", nullptr},
+      {"delimited", [](StringBuffer& s, StringBuffer& o) { s.getDelimited("[", "]", false, o); return true; }, "x[y]z", true, "out:y", nullptr},
+      {"delimited, markers", [](StringBuffer& s, StringBuffer& o) { s.getDelimited("[", "]", true, o); return true; }, "x[y]z", true, "out:[y]", nullptr},
+      {"before, consume", [](StringBuffer& s, StringBuffer& o) { return s.getBefore(":", true, o); }, "key:value", true, "out:key", "value"},
+      {"before, absent", [](StringBuffer& s, StringBuffer& o) { return s.getBefore("#", true, o); }, "key:value", false, "out:key:value", ""},
+      {"after final", [](StringBuffer& s, StringBuffer& o) { return s.getAfterFinal("/", true, o); }, "a/b/c", true, "out:c", "a/b"},
+      {"after final, absent", [](StringBuffer& s, StringBuffer& o) { return s.getAfterFinal("#", false, o); }, "a/b", false, "out:a/b", nullptr},
+      {"separate", [](StringBuffer& s, StringBuffer& o) { return s.separate('=', o, o); }, "=x", true, "out:x", nullptr},
+      {"pop 8-bit", [](StringBuffer& s, StringBuffer& o) { return s.pop('\xE9', o); }, "a\xE9" "b\xE9" "c", true, "out:c", "a\xE9" "b"},
+      {"into itself", [](StringBuffer& s, StringBuffer&) { return s.getBefore(":", true, s); }, "k:v", false, "out:", nullptr},
+      {"named value", [](StringBuffer& s, StringBuffer& o) { return s.getNamedValue(" charset\t", o); }, "text/plain; charset=utf-8; format=flowed", true, "utf-8", nullptr},
+      {"named value inside a name", [](StringBuffer& s, StringBuffer& o) { return s.getNamedValue("id", o); }, "uid=5;id=7", true, "5", nullptr},
+      {"named value keeps spaces", [](StringBuffer& s, StringBuffer& o) { return s.getNamedValue("a", o); }, "a= 1 ;b=2", true, " 1 ", nullptr},
+      {"null name", [](StringBuffer& s, StringBuffer& o) { return s.getNamedValue(nullptr, o); }, "x=1;y", true, "1", nullptr},
+      {"attr unquoted", attr(true, "n"), " n = \"a b\" ", true, "a b", nullptr},
+      {"attr quotes kept", attr(false, "n"), " n = \"a b\" ", true, "\"a b\"", nullptr},
+      {"attr without value", attr(true, "lonely"), " lonely\t", true, "", nullptr},
+      {"attr without name", attr(true, ""), "=x", true, "x", nullptr},
+      {"copyUntil", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 1, n, o) && n == 1; }, "abc", true, "out:b", nullptr},
+      {"copyUntil from the length", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 3, n, o) || n != 0; }, "abc", false, "out:", nullptr},
+      {"capture from null", [](StringBuffer& s, StringBuffer&) { return s.captureDecimal(nullptr) == 0; }, "old", true, "out:", nullptr},
+      {"captureLine replaces", [](StringBuffer& s, StringBuffer&) { return s.captureLine("  AbC\r\nnext", true, true) == 5; }, "old", true, "out:", "abc"},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
     StringBuffer sb(r.content), out("out:");
     EXPECT_EQ(r.result, r.op(sb, out));
-    EXPECT_EQ(std::string("out:") + r.out, bytesOf(out)) << "outputs are appended to";
-    EXPECT_EQ(r.after, bytesOf(sb));
-  }
-  unsigned offset = 9;
-  StringBuffer sb("abc"), out;
-  EXPECT_FALSE(sb.copyUntil("c", 3, offset, out) || offset != 0) << "start at the length";
-  EXPECT_TRUE(sb.copyUntil("c", 1, offset, out) && offset == 1 && sb.getSize() == 3);
-}
-
-TEST(ExtractCapture, NamedValuesAndAttributes) {
-  struct Row { const char* content; const char* name; bool found; const char* value; };
-  const Row rows[] = {
-      {"text/plain; charset=utf-8; format=flowed", " charset\t", true, "utf-8"},
-      {"uid=5;id=7", "id", true, "5"},
-      {"a= 1 ;b=2", "a", true, " 1 "},
-      {"x=1;y", nullptr, true, "1"},
-  };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.content);
-    StringBuffer sb(r.content), value("stale");
-    EXPECT_EQ(r.found, sb.getNamedValue(r.name, value));
-    EXPECT_EQ(r.value, bytesOf(value)) << "the value is emptied first";
-  }
-  struct Attr { const char* content; bool unquote; const char* name; const char* value; };
-  const Attr attrs[] = {
-      {" n = \"a b\" ", true, "n", "a b"}, {" n = \"a b\" ", false, "n", "\"a b\""},
-      {" lonely\t", true, "lonely", ""},   {"=x", true, "", "x"},
-  };
-  for (const Attr& a : attrs) {
-    SCOPED_TRACE(a.content);
-    StringBuffer name("stale"), value("stale");
-    StringBuffer(a.content).splitAttrValue(name, value, a.unquote);
-    EXPECT_EQ(a.name, bytesOf(name));
-    EXPECT_EQ(a.value, bytesOf(value));
+    EXPECT_EQ(r.out, bytesOf(out));
+    EXPECT_EQ(r.after != nullptr ? r.after : r.content, bytesOf(sb));
   }
 }
 
 TEST(ExtractCapture, CaptureClassesOverAllBytes) {
-  const std::string digits = "0123456789", ws = "\t\n\r ",
-                    letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  const std::string digits = "0123456789", ws = "\t\n\r ", letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   struct Row { const char* name; unsigned (StringBuffer::*op)(const char*); std::string members; bool complement; };
   const Row rows[] = {
       {"decimal", &StringBuffer::captureDecimal, digits, false}, {"ws", &StringBuffer::captureWS, ws, false},
       {"hex", &StringBuffer::captureHex, digits + "ABCDEFabcdef", false}, {"nonws", &StringBuffer::captureNonWS, ws, true},
-      {"identifier", &StringBuffer::captureIdentifier, letters + digits + "_", false},
-      {"alpha", &StringBuffer::captureAlpha, letters, false}, {"alphanum", &StringBuffer::captureAlphaNum, letters + digits, false},
+      {"identifier", &StringBuffer::captureIdentifier, letters + digits + "_", false}, {"alpha", &StringBuffer::captureAlpha, letters, false},
+      {"alphanum", &StringBuffer::captureAlphaNum, letters + digits, false},
   };
   for (const Row& r : rows) {
     for (unsigned b = 1; b < 256; ++b) {
       SCOPED_TRACE(std::string(r.name) + " byte " + std::to_string(b));
-      const std::string s(2, static_cast<char>(b));
+      const std::string s(2, static_cast<char>(b)), taken = (r.members.find(s[0]) != std::string::npos) != r.complement ? s : "";
       StringBuffer sb("pre");
-      const bool in = (r.members.find(static_cast<char>(b)) != std::string::npos) != r.complement;
-      EXPECT_EQ(in ? 2u : 0u, (sb.*r.op)(s.c_str()));
-      EXPECT_EQ(in ? "pre" + s : "pre", bytesOf(sb));
+      EXPECT_EQ(taken.size(), (sb.*r.op)(s.c_str()));
+      EXPECT_EQ("pre" + taken, bytesOf(sb)) << "captures append";
     }
   }
-  StringBuffer sb("old");
-  EXPECT_EQ(0u, sb.captureDecimal(nullptr));
-  EXPECT_EQ(5u, sb.captureLine("  AbC\r\nnext", true, true));
-  EXPECT_EQ("abc", bytesOf(sb)) << "captureLine replaces the content";
 }

@@ -7,23 +7,13 @@
 
 namespace {
 
-XString textOf(const char* utf8) {
-  XString x;
-  EXPECT_TRUE(x.setFromUtf8(utf8));
-  return x;
-}
-
 TEST(XString, SetAndAppend) {
   XString x;
   EXPECT_STREQ("", x.getUtf8());
-  EXPECT_TRUE(x.setFromUtf8(nullptr));
-  EXPECT_TRUE(x.isEmpty());
-  ASSERT_TRUE(x.setFromUtf8("caf\xC3\xA9"));
-  ASSERT_TRUE(x.appendUtf8(" au lait"));
-  ASSERT_TRUE(x.appendUtf8N("!?", 1));
+  EXPECT_TRUE(x.setFromUtf8(nullptr) && x.isEmpty());
+  ASSERT_TRUE(x.setFromUtf8("caf\xC3\xA9") && x.appendUtf8(" au lait") && x.appendUtf8N("!?", 1));
   ASSERT_TRUE(x.appendUtf8N("ab\0cd", 5)) << "stops at the zero byte";
-  EXPECT_STREQ("caf\xC3\xA9 au lait!ab", x.getUtf8());
-  EXPECT_EQ(16u, x.getSizeUtf8());
+  EXPECT_EQ("caf\xC3\xA9 au lait!ab", std::string(x.getUtf8(), x.getSizeUtf8()));
   ASSERT_TRUE(x.setFromUtf8(x.getUtf8() + 6)) << "a source inside the text itself";
   EXPECT_STREQ("au lait!ab", x.getUtf8());
 }
@@ -34,18 +24,16 @@ TEST(XString, ReplaceCharWorksByCharacter) {
       {"ascii to ascii", "a/b/c", '/', '\\', true, "a\\b\\c"},
       {"latin-1 to ascii", "caf\xC3\xA9 \xC3\xA9t\xC3\xA9", '\xE9', 'e', true, "cafe ete"},
       {"ascii to latin-1", "cafe", 'e', '\xE9', true, "caf\xC3\xA9"},
-      {"latin-1 to latin-1", "\xC2\xA0x\xC2\xA0", '\xA0', '\xFF', true, "\xC3\xBFx\xC3\xBF"},
       // U+00E9 is C3 A9; U+20A9 (E2 82 A9) ends in A9 too, and U+00C3 is C3 83.
       {"never a byte inside another character", "\xE2\x82\xA9\xC3\x83", '\xA9', 'x', true, "\xE2\x82\xA9\xC3\x83"},
       {"same lead byte, other character", "\xC3\xA9", '\xC3', 'x', true, "\xC3\xA9"},
       {"truncated sequence at the end", "a\xC3", '\xE9', 'x', true, "a\xC3"},
-      {"absent character", "abc", 'z', 'y', true, "abc"},
-      {"zero to is refused", "abc", 'b', '\0', false, "abc"},
-      {"zero from is refused", "abc", '\0', 'x', false, "abc"},
+      {"zero to is refused", "abc", 'b', '\0', false, "abc"}, {"zero from is refused", "abc", '\0', 'x', false, "abc"},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
-    XString x = textOf(r.text);
+    XString x;
+    ASSERT_TRUE(x.setFromUtf8(r.text));
     EXPECT_EQ(r.ok, x.replaceChar(r.from, r.to));
     EXPECT_STREQ(r.expected, x.getUtf8());
   }
@@ -53,11 +41,11 @@ TEST(XString, ReplaceCharWorksByCharacter) {
 
 TEST(XString, FailedRebuildKeepsTheText) {
   const std::string text(300, 'a');
-  XString x = textOf(text.c_str());
+  XString x;
+  ASSERT_TRUE(x.setFromUtf8(text.c_str()));
   ScopedAllocatorControl control;
-  control.failNth(1);
+  control.failAbove(1);
   EXPECT_FALSE(x.replaceChar('a', '\xE4'));
-  control.failNth(1);
   EXPECT_FALSE(x.setFromUtf8((text + "b").c_str()));
   EXPECT_EQ(text, x.getUtf8());
 }
