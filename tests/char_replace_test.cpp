@@ -9,12 +9,8 @@ namespace {
 using std::string;
 
 TEST(CharReplace, ReplaceAllWithUchar) {
-  struct Row {
-    const char* name; string content; const char* find; unsigned int byteValue; string expected;
-    unsigned int count;
-  };
+  struct Row { const char* name; string content; const char* find; unsigned int byte; string want; unsigned int n; };
   const Row rows[] = {
-      {"entity to byte", "a&amp;b&amp;", "&amp;", '&', "a&b&", 2},
       {"CR LF to LF", "\r\n\r\n\r", "\r\n", '\n', "\n\n\r", 2},
       {"matches do not overlap", "aaa", "aa", 'b', "ba", 1},
       {"one byte, behind a zero byte too", string("a\0a", 3), "a", 'b', string("b\0b", 3), 2},
@@ -27,8 +23,8 @@ TEST(CharReplace, ReplaceAllWithUchar) {
     SCOPED_TRACE(r.name);
     StringBuffer sb = bufferOf(r.content);
     ScopedAllocatorControl control;
-    EXPECT_EQ(r.count, sb.replaceAllWithUchar(r.find, r.byteValue));
-    EXPECT_EQ(r.expected, bytesOf(sb));
+    EXPECT_EQ(r.n, sb.replaceAllWithUchar(r.find, r.byte));
+    EXPECT_EQ(r.want, bytesOf(sb));
     EXPECT_EQ(0u, control.allocations());
   }
   EXPECT_EQ(0u, StringBuffer("abc").replaceAllWithUchar(nullptr, 'x'));

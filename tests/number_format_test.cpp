@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "test_support.h"
@@ -24,109 +25,74 @@ std::string referenceDump(const std::vector<unsigned char>& bytes) {
   return text;
 }
 
-TEST(NumberFormat, DecimalForms) {
-  StringBuffer sb;
+TEST(NumberFormat, DecimalAndHexForms) {
+  StringBuffer sb, padded, hex;
   for (int v : {0, -1, INT_MAX, INT_MIN}) sb.append(v), sb.append(" ");
   sb.append(UINT_MAX);
   for (int64_t v : {INT64_MAX, INT64_MIN}) sb.append(" "), sb.appendInt64(v);
   EXPECT_STREQ("0 -1 2147483647 -2147483648 4294967295 9223372036854775807 -9223372036854775808", sb.getString());
+  const std::pair<int, int> ints[] = {{-5, 3}, {12345, 2}, {0, -4}, {INT_MIN, 12}, {1, 30}};  // 30: wider than 24
+  for (const auto& [value, digits] : ints) padded.appendInt(value, digits), padded.appendChar('|');
+  EXPECT_EQ("-005|12345|0|-002147483648|" + std::string(29, '0') + "1|", bytesOf(padded));
+  EXPECT_TRUE(hex.appendHex(255, true, 4) && hex.appendHex(255, false, 3) && hex.appendHex(0, true, 0) &&
+              hex.appendHex(0xDEADBEEF, true, 2));
+  EXPECT_STREQ("00ffFF0deadbeef", hex.getString());
 }
 
-TEST(NumberFormat, AppendIntAndAppendHex) {
-  struct IntRow { int value, minDigits; std::string expected; };
-  const IntRow ints[] = {{7, 3, "007"}, {-5, 3, "-005"}, {12345, 2, "12345"}, {0, 0, "0"}, {0, -4, "0"},
-                         {INT_MIN, 12, "-002147483648"}, {1, 30, std::string(29, '0') + "1"}};  // wider than 24
-  for (const IntRow& r : ints) {
-    StringBuffer sb;
-    sb.appendInt(r.value, r.minDigits);
-    EXPECT_EQ(r.expected, bytesOf(sb));
-  }
-  struct HexRow { unsigned int value; bool lower; unsigned int width; const char* expected; };
-  const HexRow hexes[] = {{255, true, 4, "00ff"}, {255, false, 3, "FF"}, {10, false, 8, "0000000A"},
-                          {0, true, 0, "0"}, {0xDEADBEEF, true, 2, "deadbeef"}};
-  for (const HexRow& r : hexes) {
-    StringBuffer sb;
-    EXPECT_TRUE(sb.appendHex(r.value, r.lower, r.width));
-    EXPECT_STREQ(r.expected, sb.getString());
-  }
-}
-
-TEST(NumberFormat, AppendHexDataLayout) {
-  // How each size ends, written out independently of the reference.
-  struct End { unsigned int n; size_t size; std::string tail; };
-  const End ends[] = {{1, 2, "00"}, {2, 5, "00 "}, {15, 37, "00 00"}, {16, 40, "00\n"}, {17, 42, "00\n00"},
-                      {48, 120, "00\n"}};
-  for (const End& e : ends) {
-    StringBuffer dump;
-    EXPECT_TRUE(dump.appendHexData(std::vector<unsigned char>(e.n).data(), e.n));
-    const std::string text = bytesOf(dump);
-    EXPECT_EQ(e.size, text.size()) << e.n;
-    EXPECT_EQ(e.tail, text.substr(text.size() - e.tail.size())) << e.n;
-  }
-  // Across the 128-character chunks: 51 bytes end a chunk exactly, 52 and 53 straddle one.
-  for (unsigned int n : {3u, 51u, 52u, 53u, 103u, 1000u}) {
-    const auto bytes = someBytes(n);
-    StringBuffer dump("> ");
-    EXPECT_TRUE(dump.appendHexData(bytes.data(), n));
-    EXPECT_EQ("> " + referenceDump(bytes), bytesOf(dump)) << n;
-  }
-}
-
-TEST(NumberFormat, SingleLineDumps) {
-  // 85 bytes of three characters fill one 255-character chunk exactly.
-  for (unsigned int n : {2u, 85u, 86u, 128u, 600u}) {
+TEST(NumberFormat, HexDumps) {
+  // The layout written out once by hand, so that the reference is checked too.
+  StringBuffer zeros;
+  EXPECT_TRUE(zeros.appendHexData(std::vector<unsigned char>(17).data(), 17));
+  EXPECT_STREQ("0000 0000 0000 0000 0000 0000 0000 0000\n00", zeros.getString());
+  // Line and group edges, then the chunks: 51 bytes end a 128-character chunk
+  // exactly, 52 and 53 straddle one; 85 bytes of three characters fill 255.
+  for (unsigned int n : {1u, 2u, 15u, 16u, 17u, 48u, 51u, 52u, 53u, 85u, 86u, 1000u}) {
+    SCOPED_TRACE(n);
     const auto bytes = someBytes(n);
     std::string noSpace, withSpace;
     for (unsigned char b : bytes) noSpace += hex2(b), withSpace += " " + hex2(b);
-    StringBuffer a, b, c;
-    EXPECT_TRUE(a.appendHexDataNoWS(bytes.data(), n, false));
-    EXPECT_TRUE(b.appendHexDataNoWS(bytes.data(), n, true));
+    StringBuffer dump("> "), a, b, c;
+    EXPECT_TRUE(dump.appendHexData(bytes.data(), n));
+    EXPECT_TRUE(a.appendHexDataNoWS(bytes.data(), n, false) && b.appendHexDataNoWS(bytes.data(), n, true));
     c.appendSmallDataAsSpacedHexString(bytes.data(), n);
-    EXPECT_EQ(noSpace, bytesOf(a)) << n;
-    EXPECT_EQ(withSpace, bytesOf(b)) << n;
-    EXPECT_EQ(withSpace.substr(1) + " ", bytesOf(c)) << n;
+    EXPECT_EQ("> " + referenceDump(bytes), bytesOf(dump));
+    EXPECT_EQ(noSpace, bytesOf(a));
+    EXPECT_EQ(withSpace, bytesOf(b));
+    EXPECT_EQ(withSpace.substr(1) + " ", bytesOf(c));
   }
 }
 
 TEST(NumberFormat, Failures) {
+  // A number that cannot grow a full inline buffer leaves it as it was.
   const std::string full(81, 'a');
-  StringBuffer sb(full.c_str());
+  StringBuffer sb(full.c_str()), dump;
   {
-    // A number that cannot grow the buffer leaves it as it was.
     ScopedAllocatorControl control;
     control.failAbove(1);
     EXPECT_FALSE(sb.append(-1) || sb.appendInt64(7) || sb.append_d("%d", 5));
     sb.appendInt(-3, 4);  // all or nothing
-    EXPECT_TRUE(sb.appendHexData(nullptr, 5) && sb.appendHexDataNoWS(someBytes(1).data(), 0, true));
+    EXPECT_TRUE(sb.appendHexData(nullptr, 5) && sb.appendHexDataNoWS(nullptr, 0, true));
     EXPECT_EQ(full, bytesOf(sb));
   }
   // A dump keeps the chunks appended before the failure and tries no more.
   const auto bytes = someBytes(1000);
-  sb.clear();
   ScopedAllocatorControl control;
   control.failNth(2);
-  EXPECT_FALSE(sb.appendHexData(bytes.data(), 1000));
-  EXPECT_EQ(0u, sb.getSize() % 128);
-  EXPECT_EQ(referenceDump(bytes).substr(0, sb.getSize()), bytesOf(sb));
+  EXPECT_FALSE(dump.appendHexData(bytes.data(), 1000));
+  EXPECT_EQ(0u, dump.getSize() % 128);
+  EXPECT_EQ(referenceDump(bytes).substr(0, dump.getSize()), bytesOf(dump));
   EXPECT_EQ(2u, control.allocations());
 }
 
 TEST(NumberFormat, TemplatesAndBase64) {
-  struct Row { const char* pattern; const char* s; const char* expected; };
-  const Row rows[] = {{"Hello %s!", "World", ">Hello World!"}, {"a %s b %s", "X", ">a X b %s"},
-                      {"a %s", nullptr, ">a %s"}, {"a %S", "X", ">a %S"}, {nullptr, "X", ">"}};
-  for (const Row& r : rows) {
-    StringBuffer sb(">");
-    EXPECT_TRUE(sb.append_s(r.pattern, r.s));
-    EXPECT_STREQ(r.expected, sb.getString());
-  }
+  // Only the first lower-case %s is filled; a null value or pattern adds nothing of its own.
   StringBuffer sb;
   const unsigned char man[] = {'M', 'a', 'n', 'M'};
-  EXPECT_TRUE(sb.append_d("count=%d", -3));
-  EXPECT_TRUE(sb.append_d(" %s %d", INT_MIN));
-  EXPECT_TRUE(sb.appendNameIntValue(" port", 443));
-  EXPECT_TRUE(sb.appendBase64(man, 4));
-  EXPECT_STREQ("count=-3 %s -2147483648 port=443TWFuTQ==", sb.getString());
+  EXPECT_TRUE(sb.append_s("a %s b %s|", "X") && sb.append_s("%s|", nullptr) && sb.append_s("%S|", "X") &&
+              sb.append_s(nullptr, "X"));
+  EXPECT_TRUE(sb.append_d("count=%d", -3) && sb.append_d(" %s %d", INT_MIN) && sb.appendNameIntValue(" port", 443) &&
+              sb.appendBase64(man, 4));
+  EXPECT_STREQ("a X b %s|%s|%S|count=-3 %s -2147483648 port=443TWFuTQ==", sb.getString());
 }
 
 }  // namespace

@@ -3,13 +3,17 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "lib/DataBuffer.h"
 #include "test_support.h"
 
 namespace {
 
-std::string bytesOf(const DataBuffer& db) { return std::string(reinterpret_cast<const char*>(db.getData2()), db.getSize()); }
+std::string bytesOf(const DataBuffer& db) {
+  return std::string(reinterpret_cast<const char*>(db.getData2()), db.getSize());
+}
 
 TEST(NumericParse, IntegerConversions) {
   struct Row { std::string text; int i; unsigned int u; int64_t i64; };
@@ -20,9 +24,8 @@ TEST(NumericParse, IntegerConversions) {
       {"99999999999999999999999", INT32_MAX, UINT32_MAX, INT64_MAX}};  // clamped, not wrapped
   for (const Row& r : rows) {
     const StringBuffer sb = bufferOf(r.text);
-    EXPECT_EQ(r.i, sb.intValue()) << r.text;
-    EXPECT_EQ(r.u, sb.uintValue()) << r.text;
-    EXPECT_EQ(r.i64, sb.int64Value()) << r.text;
+    EXPECT_EQ(std::make_tuple(r.i, r.u, r.i64), std::make_tuple(sb.intValue(), sb.uintValue(), sb.int64Value()))
+        << r.text;
   }
   const double inf = HUGE_VAL;
   struct DoubleRow { const char* text; double expected; };
@@ -46,22 +49,17 @@ TEST(NumericParse, HexDecoding) {
   EXPECT_EQ(0x23456789u, StringBuffer::hexValueUint32("123456789"));
   struct Row { const char* text; unsigned int n; std::string expected; };
   const Row rows[] = {
-      {"0x0a1B", 6, "\x0a\x1b"}, {"a1b", 3, "\x0a\x1b"}, {"0xabc", 5, "\x0a\xbc"}, {"0x", 2, ""},
-      {"0x", 3, ""},  // the string ends right after the prefix
-      {"a", 1, "\x0a"},
-      {"0Xab", 4, std::string("\0\xab", 2)},  // only a lower-case x makes a prefix
-      {"abcd", 2, "\xab"}, {"abc", 10, "\x0a\xbc"}, {nullptr, 4, ""}};
+      {"0x0a1B", 6, "\x0a\x1b"}, {"a1b", 3, "\x0a\x1b"}, {"0xabc", 5, "\x0a\xbc"}, {"0x", 2, ""}, {"a", 1, "\x0a"},
+      {"0x", 3, ""}, {"abcd", 2, "\xab"}, {"abc", 10, "\x0a\xbc"}, {nullptr, 4, ""},  // n beyond the end stops there
+      {"0Xab", 4, std::string("\0\xab", 2)}};  // only a lower-case x makes a prefix
   for (const Row& r : rows) {
     DataBuffer out;
     out.appendChar('>');
     EXPECT_TRUE(StringBuffer::hexStringToBinary2(r.text, r.n, out));
     EXPECT_EQ(">" + r.expected, bytesOf(out)) << (r.text ? r.text : "null");
   }
-}
 
-TEST(NumericParse, HexStringToBinaryAcrossChunks) {
-  // 1000 bytes fill two 500-byte chunks exactly; an odd text starts with a
-  // lone nibble that shifts every pair after it.
+  // 1000 bytes fill two 500-byte chunks; an odd text's lone first nibble shifts every pair.
   for (unsigned int bytes : {499u, 500u, 501u, 600u}) {
     for (const char* lead : {"", "7"}) {
       std::string text = lead, expected(*lead ? 1 : 0, '\x07');
@@ -75,10 +73,8 @@ TEST(NumericParse, HexStringToBinaryAcrossChunks) {
     }
   }
   StringBuffer odd("abc"), even("ab");
-  odd.canonicalizeHexString();
-  even.canonicalizeHexString();
-  EXPECT_STREQ("0abc", odd.getString());
-  EXPECT_STREQ("ab", even.getString());
+  odd.canonicalizeHexString(), even.canonicalizeHexString();
+  EXPECT_EQ("0abc|ab", bytesOf(odd) + "|" + bytesOf(even));
   ScopedAllocatorControl control;
   control.failNth(1);
   DataBuffer out;
@@ -86,44 +82,34 @@ TEST(NumericParse, HexStringToBinaryAcrossChunks) {
   EXPECT_EQ(0u, out.getSize());
 }
 
-TEST(NumericParse, ValueTestsByteSets) {
-  const std::string digits = "0123456789", letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-  auto in = [](const std::string& set, int b) { return b != 0 && set.find(static_cast<char>(b)) != std::string::npos; };
-  for (int b = 0; b < 256; ++b) {
-    const StringBuffer sb = bufferOf(std::string(1, static_cast<char>(b)));
-    EXPECT_EQ(in(digits, b), sb.isDecimalNumber(false)) << b;
-    EXPECT_EQ(in(digits + ".", b), sb.isDecimalNumber(true)) << b;
-    EXPECT_EQ(in(digits + "abcdefABCDEF", b), sb.isHexidecimal()) << b;
-    EXPECT_EQ(in(digits + ". \t", b), sb.isIpAddr()) << b;
-    EXPECT_EQ(in(digits + letters + "+/=\t\n\r ", b), sb.isBase64()) << b;
-  }
+// The five value tests as 0/1 flags: decimal, decimal with a point, hex, IP address, Base64.
+std::string valueFlags(const StringBuffer& sb) {
+  std::string f;
+  for (bool v : {sb.isDecimalNumber(false), sb.isDecimalNumber(true), sb.isHexidecimal(), sb.isIpAddr(), sb.isBase64()})
+    f += v ? '1' : '0';
+  return f;
 }
 
-TEST(NumericParse, ValueTestsOnText) {
-  struct Row { std::string text; bool decimal, decimalPoint, base64, ip; };
-  const Row rows[] = {
-      {"", true, true, true, true}, {"3.14", false, true, false, true}, {"1.2.3.4.5", false, false, false, true},
-      {"QUJD\r\nRA==", false, false, true, false}, {"QQ==QQ", false, false, false, false},
-      {"QQ=\n=", false, false, true, false},
-      {std::string("12\0" "3", 4), false, false, false, false},  // a zero byte inside counts
-      {std::string(120, '1') + "x", false, false, true, true},    // beyond the 120-byte window
-      {std::string(119, '1') + "x", false, false, true, false}};
-  for (const Row& r : rows) {
-    const StringBuffer sb = bufferOf(r.text);
-    EXPECT_EQ(r.decimal, sb.isDecimalNumber(false)) << r.text;
-    EXPECT_EQ(r.decimalPoint, sb.isDecimalNumber(true)) << r.text;
-    EXPECT_EQ(r.base64, sb.isBase64()) << r.text;
-    EXPECT_EQ(r.ip, sb.isIpAddr()) << r.text;
+TEST(NumericParse, ValueTests) {
+  const std::string digits = "0123456789", letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  const std::string sets[] = {digits, digits + ".", digits + "abcdefABCDEF", digits + ". \t",
+                              digits + letters + "+/=\t\n\r "};
+  for (int b = 0; b < 256; ++b) {
+    std::string expected;
+    for (const std::string& set : sets) expected += b != 0 && set.find(char(b)) != std::string::npos ? '1' : '0';
+    EXPECT_EQ(expected, valueFlags(bufferOf(std::string(1, static_cast<char>(b))))) << b;
   }
+  const std::pair<std::string, const char*> texts[] = {
+      {"", "11111"}, {"3.14", "01010"}, {"1.2.3.4.5", "00010"}, {"QUJD\r\nRA==", "00001"}, {"QQ==QQ", "00000"},
+      {"QQ=\n=", "00001"}, {std::string("12\0" "3", 4), "00000"},  // a zero byte inside counts
+      {std::string(120, '1') + "x", "00011"}, {std::string(119, '1') + "x", "00001"}};  // IP: first 120 bytes
+  for (const auto& [text, expected] : texts) EXPECT_EQ(expected, valueFlags(bufferOf(text))) << text;
 }
 
 TEST(NumericParse, BytesByPosition) {
-  const StringBuffer abc("abc"), empty;
-  EXPECT_EQ(0, abc.charAt(3));
-  EXPECT_EQ(abc.getString() + 3, abc.pCharAt(3));
-  EXPECT_EQ(nullptr, abc.pCharAt(4));
-  EXPECT_EQ('c', abc.lastChar());
-  EXPECT_EQ(0, empty.lastChar());
+  const StringBuffer abc("abc");
+  EXPECT_TRUE(abc.charAt(3) == 0 && abc.pCharAt(3) == abc.getString() + 3 && abc.pCharAt(4) == nullptr);
+  EXPECT_TRUE(abc.lastChar() == 'c' && StringBuffer().lastChar() == 0);
 }
 
 }  // namespace

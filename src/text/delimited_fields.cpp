@@ -50,6 +50,13 @@ FieldSpan locateField(const char* record, unsigned int length, unsigned int inde
   return f;
 }
 
+// Zeroes n bytes through a volatile pointer, so that the stores survive even
+// when the area is about to go out of scope.
+void wipeBytes(void* p, unsigned int n) {
+  volatile unsigned char* bytes = static_cast<unsigned char*>(p);
+  for (unsigned int i = 0; i < n; ++i) bytes[i] = 0;
+}
+
 class FieldMarks {
  public:
   void mark(unsigned int field) {
@@ -189,10 +196,10 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool quot
   appendN(value.m_data, value.m_length);
   appendN(tail, tailLength);
 
-  if (heapTail != nullptr) {
-    if (m_secure) std::memset(heapTail, 0, tailLength);
-    ByteAllocator::release(heapTail, tailLength);
-  }
+  // The saved tail is a copy of the record's bytes: a secure record leaves
+  // no such copy behind, on the stack or on the heap.
+  if (m_secure) wipeBytes(tail, tailLength);
+  if (heapTail != nullptr) ByteAllocator::release(heapTail, tailLength);
   return true;
 }
 

@@ -3,6 +3,8 @@
 // conversion grows its destination once per chunk instead of once per byte.
 #pragma once
 
+#include <cstring>
+
 template <unsigned int Size, typename Sink>
 class ChunkStager {
  public:
@@ -19,6 +21,31 @@ class ChunkStager {
   void put(unsigned char c) {
     m_area[m_used++] = c;
     if (m_used == Size) flush();
+  }
+
+  // Stages a run of n bytes. The sink sees exactly the chunks that putting
+  // the bytes one at a time would give it; whole chunks in the middle of a
+  // long run go to the sink straight from p, without a copy.
+  void putRun(const unsigned char* p, unsigned int n) {
+    if (m_used != 0) {
+      const unsigned int take = n < Size - m_used ? n : Size - m_used;
+      std::memcpy(m_area + m_used, p, take);
+      m_used += take;
+      p += take;
+      n -= take;
+      if (m_used == Size) flush();
+      if (n == 0) return;
+    }
+    for (; n >= Size; p += Size, n -= Size)
+      if (m_ok) m_ok = m_sink(p, Size);
+    if (n != 0) std::memcpy(m_area, p, n);
+    m_used = n;
+  }
+
+  // Zeroes the staging area, for callers whose bytes must not outlive them.
+  void wipe() {
+    volatile unsigned char* area = m_area;
+    for (unsigned int i = 0; i < Size; ++i) area[i] = 0;
   }
 
   // Hands on whatever is still staged; true when every hand-over succeeded.

@@ -17,7 +17,10 @@ class PieceGatherer {
   // too, so their growth and release wipe the copied bytes.
   PieceGatherer(ExtPtrArray& list, bool shrink, bool secure)
       : m_list(list), m_shrink(shrink), m_secure(secure), m_stager(Sink{this}) {}
-  ~PieceGatherer() { StringBuffer::deleteSb(m_piece); }
+  ~PieceGatherer() {
+    StringBuffer::deleteSb(m_piece);
+    if (m_secure) m_stager.wipe();
+  }
   PieceGatherer(const PieceGatherer&) = delete;
   PieceGatherer& operator=(const PieceGatherer&) = delete;
 
@@ -33,7 +36,7 @@ class PieceGatherer {
   // Gathers n bytes into the current piece.
   void add(const char* p, unsigned int n) {
     if (n != 0) m_any = true;
-    for (unsigned int i = 0; i < n; ++i) m_stager.put(static_cast<unsigned char>(p[i]));
+    m_stager.putRun(reinterpret_cast<const unsigned char*>(p), n);
   }
 
   // Appends n bytes to the piece in one go, past the staging area.
