@@ -35,6 +35,7 @@ TEST(CompareSearch, Searching) {
   EXPECT_EQ(sb.getString() + 3, sb.findFirstChar('c'));
   EXPECT_EQ(sb.getString() + 2, sb.findFirstChar(0));
   EXPECT_EQ(-1, sb.indexOf(nullptr));
+  EXPECT_TRUE(sb.indexOf("ab") == 0 && !sb.containsChar(0) && StringBuffer().equals(""));
   EXPECT_EQ(1, StringBuffer("xAbC").indexOfNoCase("abc"));
   EXPECT_TRUE(StringBuffer("xAbC").containsSubstringNoCase("BC"));
   EXPECT_TRUE(StringBuffer("Report.TXT").matches("*.txt", false));

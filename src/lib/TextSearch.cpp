@@ -23,15 +23,22 @@ bool equalFolded(const unsigned char* a, const unsigned char* b, uint32_t n) {
   return true;
 }
 
-// Next byte in [p, p + n) whose fold is `folded`. Bytes without a case
-// partner go through memchr; letters need a look at both cases, which a
-// table test does in one linear pass (two memchr calls could rescan).
-const unsigned char* nextFolded(const unsigned char* p, uint32_t n, unsigned char folded) {
-  if (folded < 'a' || folded > 'z') return static_cast<const unsigned char*>(std::memchr(p, folded, n));
-  for (uint32_t i = 0; i < n; ++i) {
-    if (kFold[p[i]] == folded) return p + i;
-  }
-  return nullptr;
+// Window hashes for findNoCase: folded bytes read as digits in base 257,
+// modulo the largest prime below 2^32, so every product fits in 64 bits.
+constexpr uint64_t kHashPrime = 4294967291u;
+constexpr uint64_t kHashBase = 257;
+
+uint64_t foldedHash(const unsigned char* p, uint32_t m) {
+  uint64_t h = 0;
+  for (uint32_t i = 0; i < m; ++i) h = (h * kHashBase + kFold[p[i]]) % kHashPrime;
+  return h;
+}
+
+// Weight of the oldest byte of an m-byte window: kHashBase^(m-1).
+uint64_t leadWeight(uint32_t m) {
+  uint64_t w = 1;
+  for (uint32_t i = 1; i < m; ++i) w = w * kHashBase % kHashPrime;
+  return w;
 }
 
 bool sameByte(unsigned char a, unsigned char b, bool caseSensitive) {
@@ -70,17 +77,19 @@ const char* TextSearch::find(const char* hay, uint32_t n, const char* needle, ui
 const char* TextSearch::findNoCase(const char* hay, uint32_t n, const char* needle, uint32_t m) {
   if (m == 0) return hay;
   if (hay == nullptr || needle == nullptr || m > n) return nullptr;
+  // A rolling hash of each m-byte window picks the candidates and only
+  // those are compared in full, so a near miss such as "aa...ab" against a
+  // run of a's costs one pass rather than m comparisons per byte.
   const unsigned char* h = bytes(hay);
   const unsigned char* w = bytes(needle);
-  const unsigned char first = kFold[w[0]];
-  const uint32_t lastStart = n - m;
-  for (uint32_t i = 0; i <= lastStart;) {
-    const unsigned char* c = nextFolded(h + i, lastStart - i + 1, first);
-    if (c == nullptr) return nullptr;
-    if (equalFolded(c + 1, w + 1, m - 1)) return hay + (c - h);
-    i = static_cast<uint32_t>(c - h) + 1;
+  const uint64_t want = foldedHash(w, m), lead = leadWeight(m);
+  uint64_t window = foldedHash(h, m);
+  for (uint32_t i = 0;; ++i) {
+    if (window == want && equalFolded(h + i, w, m)) return hay + i;
+    if (i == n - m) return nullptr;
+    window = (window + kHashPrime - kFold[h[i]] * lead % kHashPrime) % kHashPrime;
+    window = (window * kHashBase + kFold[h[i + m]]) % kHashPrime;
   }
-  return nullptr;
 }
 
 const char* TextSearch::findNoCase(const char* hay, const char* needle) {
