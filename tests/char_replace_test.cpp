@@ -28,6 +28,11 @@ TEST(CharReplace, ReplaceAllWithUchar) {
     EXPECT_EQ(0u, control.allocations());
   }
   EXPECT_EQ(0u, StringBuffer("abc").replaceAllWithUchar(nullptr, 'x'));
+  // A find that points into the content: overwriting it (here with a zero
+  // byte) must not carry the scan past the text.
+  StringBuffer self("abab");
+  EXPECT_EQ(1u, self.replaceAllWithUchar(self.getString(), 0));
+  EXPECT_EQ(string("\0", 1), bytesOf(self));
 }
 
 }  // namespace
