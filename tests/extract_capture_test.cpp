@@ -33,6 +33,7 @@ TEST(ExtractCapture, Extraction) {
       {"copyUntil", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 1, n, o) && n == 1; }, "abc", true, "out:b", nullptr},
       {"copyUntil from the length", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 3, n, o) || n != 0; }, "abc", false, "out:", nullptr},
       {"capture from null", [](StringBuffer& s, StringBuffer&) { return s.captureDecimal(nullptr) == 0; }, "old", true, "out:", nullptr},
+      {"captureLine from its own content", [](StringBuffer& s, StringBuffer&) { return s.captureLine(s.getString() + 1, false, false) == 4; }, "xline\r\n", true, "out:", "line"},
       {"captureLine replaces", [](StringBuffer& s, StringBuffer&) { return s.captureLine("  AbC\r\nnext", true, true) == 5; }, "old", true, "out:", "abc"},
   };
   for (const Row& r : rows) {

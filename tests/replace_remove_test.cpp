@@ -38,6 +38,7 @@ TEST(ReplaceRemove, SplicesAndRegions) {
       {"between, no end", [](StringBuffer& s) { return unsigned(s.replaceAllBetween("[", ")", "x", true)); }, "a[b]", 0, "a[b]"},
       {"removeBefore", [](StringBuffer& s) { return unsigned(s.removeBefore("=", true)); }, "key=value", 1, "value"},
       {"find in regions", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("{", "}", "a", "b"); }, "a{aa}a{a}", 3, "a{bb}a{b}"},
+      {"empty begin marker", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("", "}", "a", "b"); }, "a}a}a", 2, "b}b}a"},
       {"unclosed region", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("{", "}", "a", "b"); }, "{a}{a", 1, "{b}{a"},
       {"removeDelimited", [](StringBuffer& s) { return unsigned(s.removeDelimited("/*", "*/", true, false)); }, "a/*x*/b/*y*/c", 1, "abc"},
       {"first only", [](StringBuffer& s) { return unsigned(s.removeDelimited("/*", "*/", true, true)); }, "a/*x*/b/*y*/c", 1, "ab/*y*/c"},
@@ -46,6 +47,7 @@ TEST(ReplaceRemove, SplicesAndRegions) {
       {"if contains, first", [](StringBuffer& s) { return unsigned(s.removeDelimitedIfContains("<", ">", "k", true, true)); }, "<a><k><k>", 1, "<a><k>"},
       {"byte set over the whole length", [](StringBuffer& s) { return s.replaceChar5("xyzxx", '-'); }, std::string("xyzwx\0q", 7), 7, std::string("---w-\0q", 7)},
       {"zero in the byte set", [](StringBuffer& s) { return s.replaceChar5("w\0ww\0", '+'); }, std::string("-w-\0q", 5), 5, "-+-+q"},
+      {"url-safe Base64", [](StringBuffer& s) { s.replaceModBase64Chars(); return 0u; }, std::string("a-b_c\0-", 7), 0, std::string("a+b/c\0+", 7)},
       {"bytes inside occurrences", [](StringBuffer& s) { return s.replaceCharInOccurances("ab", 'b', 'B'); }, "ab.ab-a.b", 2, "aB.aB-a.b"},
   };
   for (const Row& r : rows) {

@@ -78,7 +78,7 @@ void StringBuffer::getDelimited(const char* beginMarker, const char* endMarker, 
     return;
   }
   // Note: with the markers kept, the end marker is searched from the begin
-  // marker's second byte, so the two may share bytes ("[[" and "[]" in "[]").
+  // marker's second byte, so the two may share bytes ("ab" and "bc" in "abc").
   const char* e = find(b + 1, textEnd, endMarker, endLen);
   if (e != nullptr) out.appendN(b, static_cast<uint32_t>(e + endLen - b));
 }
@@ -205,8 +205,11 @@ unsigned int StringBuffer::captureAlpha(const char* s) { return captureRun(*this
 unsigned int StringBuffer::captureAlphaNum(const char* s) { return captureRun(*this, s, kAlphaNum); }
 
 unsigned int StringBuffer::captureLine(const char* s, bool trim, bool lowerCase) {
-  clear();
-  const uint32_t taken = captureRun(*this, s, kLineBytes);
+  // s may point into this content, so the line goes into a temporary first;
+  // takeSb then clears the content as clear does and takes the line over.
+  StringBuffer line;
+  const uint32_t taken = captureRun(line, s, kLineBytes);
+  takeSb(line);
   if (trim) trim2();
   if (lowerCase) toLowerCase();
   return taken;

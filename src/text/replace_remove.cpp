@@ -257,9 +257,10 @@ unsigned int StringBuffer::replaceAllOccurancesBetween(const char* beginMarker, 
   const Finder begin{beginMarker, length(beginMarker), false};
   const Finder end{endMarker, length(endMarker), false};
   const Finder inner{find, length(find), false};
-  // Empty markers would match without advancing; an empty find replaces
-  // nothing. Both end here with nothing changed.
-  if (begin.needleLen == 0 || end.needleLen == 0 || inner.needleLen == 0) return 0;
+  // An empty begin marker opens a region at the start and behind every end
+  // marker. An empty end marker only makes empty regions (and would never
+  // advance behind an empty begin marker); an empty find replaces nothing.
+  if (end.needleLen == 0 || inner.needleLen == 0) return 0;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* textEnd = m_data + textLen;
   const uint32_t replacementLen = length(replacement);
