@@ -60,6 +60,11 @@ TEST(NumberFormat, HexDumps) {
     EXPECT_EQ(withSpace, bytesOf(b));
     EXPECT_EQ(withSpace.substr(1) + " ", bytesOf(c));
   }
+  // A dump of the buffer's own bytes: its growth must not free what it reads.
+  const auto own = someBytes(300);
+  StringBuffer self = bufferOf(std::string(own.begin(), own.end()));
+  EXPECT_TRUE(self.appendHexData(reinterpret_cast<const unsigned char*>(self.getString()), 300));
+  EXPECT_EQ(std::string(own.begin(), own.end()) + referenceDump(own), bytesOf(self));
 }
 
 TEST(NumberFormat, Failures) {
@@ -93,6 +98,11 @@ TEST(NumberFormat, TemplatesAndBase64) {
   EXPECT_TRUE(sb.append_d("count=%d", -3) && sb.append_d(" %s %d", INT_MIN) && sb.appendNameIntValue(" port", 443) &&
               sb.appendBase64(man, 4));
   EXPECT_STREQ("a X b %s|%s|%S|count=-3 %s -2147483648 port=443TWFuTQ==", sb.getString());
+  std::string ms(300, 'M'), expected = ms;
+  for (int i = 0; i < 100; ++i) expected += "TU1N";
+  StringBuffer self(ms.c_str());  // encoding its own bytes: the growth must not free them
+  EXPECT_TRUE(self.appendBase64(reinterpret_cast<const unsigned char*>(self.getString()), 300));
+  EXPECT_EQ(expected, bytesOf(self));
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ TEST(NumericParse, HexDecoding) {
 }
 
 // The five value tests as 0/1 flags: decimal, decimal with a point, hex, IP address, Base64.
-std::string valueFlags(const StringBuffer& sb) {
+std::string valueFlags(StringBuffer sb) {  // by value: isDecimalNumber is not const
   std::string f;
   for (bool v : {sb.isDecimalNumber(false), sb.isDecimalNumber(true), sb.isHexidecimal(), sb.isIpAddr(), sb.isBase64()})
     f += v ? '1' : '0';

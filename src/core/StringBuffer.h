@@ -211,7 +211,7 @@ class StringBuffer : public ObjectBase {
   // Puts a "0" in front when the length is odd.
   void canonicalizeHexString();
   // Every byte is a decimal digit; one "." is also allowed when allowPoint.
-  bool isDecimalNumber(bool allowPoint) const;
+  bool isDecimalNumber(bool allowPoint);
   // Every byte is a hex digit.
   bool isHexidecimal() const;
   // Every byte may occur in Base64 text (white space included), "=" only last.

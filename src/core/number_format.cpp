@@ -1,6 +1,7 @@
 // Text forms of numbers and binary data: digits are produced into small stack
 // areas, then appended in one piece or, for the hex dumps, chunk by chunk.
 #include <cstring>
+#include <functional>
 
 #include "core/StringBuffer.h"
 #include "core/internal/chunk_stager.h"
@@ -56,6 +57,19 @@ class DecimalText {
   unsigned int m_size;
 };
 
+// When a dump or encoding reads the buffer's own bytes, room for the whole
+// text (textSize characters) is made first, so that no growth on the way
+// frees the bytes still to be read. Returns where the bytes lie after that,
+// or null when the room cannot be had; other sources come back unchanged.
+const unsigned char* reserveForOwnBytes(StringBuffer& sb, const unsigned char* data, uint64_t textSize) {
+  const char* own = sb.getString();
+  const auto* p = reinterpret_cast<const char*>(data);
+  if (std::less<const char*>()(p, own) || !std::less<const char*>()(p, own + sb.getSize())) return data;
+  const auto offset = p - own;
+  if (textSize > 0xFFFFFFFFu || !sb.expectNumBytes(static_cast<unsigned int>(textSize))) return nullptr;
+  return reinterpret_cast<const unsigned char*>(sb.getString() + offset);
+}
+
 template <typename Stager>
 void putHexByte(Stager& stager, unsigned char b) {
   stager.put(kUpperHex[b >> 4]);
@@ -68,6 +82,8 @@ void putHexByte(Stager& stager, unsigned char b) {
 template <unsigned int Size, typename WriteByte>
 bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, WriteByte writeByte) {
   if (data == nullptr || n == 0) return true;
+  data = reserveForOwnBytes(sb, data, uint64_t(n) * 3);  // no layout writes more per byte
+  if (data == nullptr) return false;
   auto sink = [&sb](const unsigned char* p, unsigned int count) {
     return sb.appendN(reinterpret_cast<const char*>(p), count);
   };
@@ -171,7 +187,8 @@ void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, u
 
 bool StringBuffer::appendBase64(const unsigned char* data, unsigned int n) {
   if (data == nullptr || n == 0) return true;
-  return MimeCodec::encodeBase64(data, n, *this);
+  data = reserveForOwnBytes(*this, data, (uint64_t(n) + 2) / 3 * 4);
+  return data != nullptr && MimeCodec::encodeBase64(data, n, *this);
 }
 
 bool StringBuffer::append_s(const char* pattern, const char* s) {

@@ -211,7 +211,7 @@ void StringBuffer::canonicalizeHexString() {
   if (m_length % 2 == 1) prepend("0");
 }
 
-bool StringBuffer::isDecimalNumber(bool allowPoint) const {
+bool StringBuffer::isDecimalNumber(bool allowPoint) {
   const char* end = m_data + m_length;
   const void* point = allowPoint ? std::memchr(m_data, '.', m_length) : nullptr;
   if (point == nullptr) return allBytesIn(kDecimalDigits, m_data, end);
