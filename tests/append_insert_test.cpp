@@ -10,13 +10,7 @@ namespace {
 
 using Edit = std::function<bool(StringBuffer&)>;
 
-struct EditRow {
-  const char* name;
-  std::string start;
-  Edit edit;
-  bool result;
-  std::string expected;
-};
+struct EditRow { const char* name; std::string start; Edit edit; bool result; std::string expected; };
 
 void runEdits(const EditRow* rows, size_t count) {
   for (size_t i = 0; i < count; ++i) {
@@ -29,32 +23,25 @@ void runEdits(const EditRow* rows, size_t count) {
   }
 }
 
-bool done(const std::function<void(StringBuffer&)>& f, StringBuffer& sb) {
-  f(sb);
-  return true;
-}
+// A row's edit, named by the call it makes; the cuts return nothing and report true.
+#define EDIT(call) [&](StringBuffer& sb) { return sb.call; }
+#define CUT(call) [](StringBuffer& sb) { sb.call; return true; }
 
 TEST(AppendInsert, Appends) {
   DataBuffer data;
   data.append("d\0d", 3);
   const EditRow rows[] = {
-      {"appendChar counts a zero byte", "a", [](StringBuffer& sb) { return sb.appendChar('\0'); }, true,
-       std::string("a\0", 2)},
-      {"appendUChar high byte", "", [](StringBuffer& sb) { return sb.appendUChar(0xFE); }, true, "\xFE"},
-      {"appendChar3 in order", "", [](StringBuffer& sb) { return sb.appendChar3('1', '2', '3'); }, true, "123"},
-      {"appendCharN at its limit", "", [](StringBuffer& sb) { return sb.appendCharN('z', 12582912); }, true,
-       std::string(12582912, 'z')},
-      {"appendCharN past its limit appends nothing", "a",
-       [](StringBuffer& sb) { return sb.appendCharN('z', 12582913); }, true, "a"},
-      {"append3 stops at nothing for null", "", [](StringBuffer& sb) { return sb.append3("a", nullptr, "c"); },
-       true, "ac"},
-      {"appendLineEnding", "a", [](StringBuffer& sb) { return sb.appendLineEnding(); }, true, "a\n"},
-      {"append DataBuffer keeps inner zero", "", [&](StringBuffer& sb) { return sb.append(data); }, true,
-       std::string("d\0d", 3)},
-      {"appendMaxN cuts", "", [](StringBuffer& sb) { return sb.appendMaxN("abcdef", 3); }, true, "abc"},
-      {"appendMaxN shorter text", "", [](StringBuffer& sb) { return sb.appendMaxN("abc", 10); }, true, "abc"},
-      {"appendMaxN exact length", "", [](StringBuffer& sb) { return sb.appendMaxN("abc", 3); }, true, "abc"},
-      {"appendMaxN zero max", "x", [](StringBuffer& sb) { return sb.appendMaxN("abc", 0); }, true, "x"},
+      {"appendChar counts a zero byte", "a", EDIT(appendChar('\0')), true, std::string("a\0", 2)},
+      {"appendUChar high byte", "", EDIT(appendUChar(0xFE)), true, "\xFE"},
+      {"appendChar3 in order", "", EDIT(appendChar3('1', '2', '3')), true, "123"},
+      {"appendCharN at its limit", "", EDIT(appendCharN('z', 12582912)), true, std::string(12582912, 'z')},
+      {"appendCharN past its limit appends nothing", "a", EDIT(appendCharN('z', 12582913)), true, "a"},
+      {"append3 takes null as empty", "", EDIT(append3("a", nullptr, "c")), true, "ac"},
+      {"append DataBuffer keeps inner zero", "", EDIT(append(data)), true, std::string("d\0d", 3)},
+      {"appendMaxN cuts", "", EDIT(appendMaxN("abcdef", 3)), true, "abc"},
+      {"appendMaxN shorter text", "", EDIT(appendMaxN("abc", 10)), true, "abc"},
+      {"appendMaxN exact length", "", EDIT(appendMaxN("abc", 3)), true, "abc"},
+      {"appendMaxN zero max", "x", EDIT(appendMaxN("abc", 0)), true, "x"},
   };
   runEdits(rows, std::size(rows));
 }
@@ -62,70 +49,54 @@ TEST(AppendInsert, Appends) {
 TEST(AppendInsert, PrependsAndInserts) {
   StringBuffer twelve("12");
   const EditRow rows[] = {
-      {"prepend text", "cd", [](StringBuffer& sb) { return sb.prepend("ab"); }, true, "abcd"},
-      {"prepend onto empty", "", [](StringBuffer& sb) { return sb.prepend("ab"); }, true, "ab"},
-      {"prepend char", "bc", [](StringBuffer& sb) { return sb.prepend('a'); }, true, "abc"},
-      {"prependN with zero bytes", "c", [](StringBuffer& sb) { return sb.prependN("a\0b", 3); }, true,
-       std::string("a\0bc", 4)},
-      {"prependN onto empty drops trailing zeros", "", [](StringBuffer& sb) { return sb.prependN("a\0", 2); },
-       true, "a"},
-      {"insertCharAt middle", "abcd", [](StringBuffer& sb) { return sb.insertCharAt('X', 2); }, true, "abXcd"},
-      {"insertCharAt front", "abcd", [](StringBuffer& sb) { return sb.insertCharAt('X', 0); }, true, "Xabcd"},
-      {"insertCharAt at length", "abcd", [](StringBuffer& sb) { return sb.insertCharAt('X', 4); }, true,
-       "abcdX"},
-      {"insertCharAt past the end", "abcd", [](StringBuffer& sb) { return sb.insertCharAt('X', 99); }, true,
-       "abcdX"},
-      {"insertAt middle", "abc", [&](StringBuffer& sb) { return sb.insertAt(twelve, 1); }, true, "a12bc"},
-      {"insertAt front", "abc", [&](StringBuffer& sb) { return sb.insertAt(twelve, 0); }, true, "12abc"},
-      {"insertAt past the end", "abc", [&](StringBuffer& sb) { return sb.insertAt(twelve, 7); }, true, "abc12"},
-      {"insertAt itself is refused", "abc", [](StringBuffer& sb) { return sb.insertAt(sb, 1); }, false, "abc"},
+      {"prepend text", "cd", EDIT(prepend("ab")), true, "abcd"},
+      {"prepend onto empty", "", EDIT(prepend("ab")), true, "ab"},
+      {"prepend char", "bc", EDIT(prepend('a')), true, "abc"},
+      {"prependN with zero bytes", "c", EDIT(prependN("a\0b", 3)), true, std::string("a\0bc", 4)},
+      {"prependN onto empty drops trailing zeros", "", EDIT(prependN("a\0", 2)), true, "a"},
+      {"insertCharAt middle", "abcd", EDIT(insertCharAt('X', 2)), true, "abXcd"},
+      {"insertCharAt front", "abcd", EDIT(insertCharAt('X', 0)), true, "Xabcd"},
+      {"insertCharAt at length", "abcd", EDIT(insertCharAt('X', 4)), true, "abcdX"},
+      {"insertCharAt past the end", "abcd", EDIT(insertCharAt('X', 99)), true, "abcdX"},
+      {"insertAt middle", "abc", EDIT(insertAt(twelve, 1)), true, "a12bc"},
+      {"insertAt front", "abc", EDIT(insertAt(twelve, 0)), true, "12abc"},
+      {"insertAt past the end", "abc", EDIT(insertAt(twelve, 7)), true, "abc12"},
+      {"insertAt itself is refused", "abc", EDIT(insertAt(sb, 1)), false, "abc"},
   };
   runEdits(rows, std::size(rows));
 }
 
 TEST(AppendInsert, Cuts) {
   const EditRow rows[] = {
-      {"removeChunk middle", "abcde", [](StringBuffer& sb) { return done([](StringBuffer& b) { b.removeChunk(1, 2); }, sb); },
-       true, "ade"},
-      {"removeChunk running past the end", "abcde",
-       [](StringBuffer& sb) { return done([](StringBuffer& b) { b.removeChunk(3, 3); }, sb); }, true, "abcde"},
-      {"removeChunk at the length", "abcde",
-       [](StringBuffer& sb) { return done([](StringBuffer& b) { b.removeChunk(5, 0); }, sb); }, true, "abcde"},
-      {"removeChunk up to the end", "abcde",
-       [](StringBuffer& sb) { return done([](StringBuffer& b) { b.removeChunk(3, 2); }, sb); }, true, "abc"},
-      {"shorten past the start", "abc", [](StringBuffer& sb) { return done([](StringBuffer& b) { b.shorten(10); }, sb); },
-       true, ""},
-      {"rollback cuts", "abcde", [](StringBuffer& sb) { return sb.rollback(2) == 2; }, true, "ab"},
-      {"rollback beyond keeps", "abcde", [](StringBuffer& sb) { return sb.rollback(9) == 5; }, true, "abcde"},
-      {"chopAt", "abcdef", [](StringBuffer& sb) { return done([](StringBuffer& b) { b.chopAt(3); }, sb); }, true,
-       "abc"},
-      {"chopAt beyond", "abc", [](StringBuffer& sb) { return done([](StringBuffer& b) { b.chopAt(3); }, sb); }, true,
-       "abc"},
+      {"removeChunk middle", "abcde", CUT(removeChunk(1, 2)), true, "ade"},
+      {"removeChunk running past the end", "abcde", CUT(removeChunk(3, 3)), true, "abcde"},
+      {"removeChunk at the length", "abcde", CUT(removeChunk(5, 0)), true, "abcde"},
+      {"removeChunk up to the end", "abcde", CUT(removeChunk(3, 2)), true, "abc"},
+      {"shorten past the start", "abc", CUT(shorten(10)), true, ""},
+      {"rollback cuts", "abcde", EDIT(rollback(2) == 2), true, "ab"},
+      {"rollback beyond keeps", "abcde", EDIT(rollback(9) == 5), true, "abcde"},
+      {"chopAt", "abcdef", CUT(chopAt(3)), true, "abc"},
+      {"chopAt beyond", "abc", CUT(chopAt(3)), true, "abc"},
   };
   runEdits(rows, std::size(rows));
 }
+#undef EDIT
+#undef CUT
 
 TEST(AppendInsert, ShortenZeroesWhatItRemoves) {
   StringBuffer sb("abcdef");
   const char* storage = sb.getString();
   sb.shorten(3);
   EXPECT_EQ(std::string(4, '\0'), std::string(storage + 3, 4));
-  sb.appendChar('x');
   sb.chopAt(1);
   EXPECT_EQ('c', storage[2]);  // chopAt leaves the bytes beyond alone
 }
 
 TEST(AppendInsert, AppendMinSizeAddsNoReserve) {
-  StringBuffer sb;
-  sb.appendCharN('a', 60);
+  StringBuffer sb = bufferOf(std::string(60, 'a'));
   EXPECT_TRUE(sb.appendMinSize(std::string(30, 'b').c_str()));
-  EXPECT_EQ(91u, sb.heapUsage());
-  EXPECT_EQ(202u, sb.getExtendSize());
-
-  StringBuffer other;
-  other.appendCharN('c', 40);
-  StringBuffer target;
-  target.appendCharN('t', 60);
+  EXPECT_TRUE(sb.heapUsage() == 91 && sb.getExtendSize() == 202);
+  StringBuffer other = bufferOf(std::string(40, 'c')), target = bufferOf(std::string(60, 't'));
   EXPECT_TRUE(target.appendMinSize(other));
   EXPECT_EQ(101u, target.heapUsage());
   EXPECT_FALSE(target.appendMinSize(target));
@@ -140,6 +111,7 @@ TEST(AppendInsert, AppendMinSizeAddsNoReserve) {
 TEST(AppendInsert, TakeSbMovesHeapStorageWithoutCopying) {
   StringBuffer other;
   other.appendCharN('o', 500);
+  other.setExtendSize(123);
   const char* storage = other.getString();
   const unsigned int capacity = other.heapUsage();
   StringBuffer sb("previous");
@@ -147,12 +119,9 @@ TEST(AppendInsert, TakeSbMovesHeapStorageWithoutCopying) {
   ScopedAllocatorControl control;
   sb.takeSb(other);
   EXPECT_EQ(0u, control.allocations());
-  EXPECT_EQ(storage, sb.getString());
-  EXPECT_EQ(capacity, sb.heapUsage());
-  EXPECT_EQ(500u, sb.getSize());
-  EXPECT_EQ(0u, other.getSize());
-  EXPECT_EQ(0u, other.heapUsage());
-  EXPECT_EQ(202u, other.getExtendSize());
+  EXPECT_TRUE(sb.getString() == storage && sb.heapUsage() == capacity && sb.getExtendSize() == 123);
+  EXPECT_EQ(std::string(500, 'o'), bytesOf(sb));
+  EXPECT_TRUE(other.getSize() == 0 && other.heapUsage() == 0 && other.getExtendSize() == 202);
   EXPECT_STREQ("", other.getString());
 
   StringBuffer small = bufferOf(std::string("s\0s", 3));
@@ -172,8 +141,7 @@ TEST(AppendInsert, TakeFromDbHandsOverTheBlock) {
   ScopedAllocatorControl control;
   EXPECT_TRUE(sb.takeFromDb(data));
   EXPECT_EQ(0u, control.allocations());
-  EXPECT_STREQ("hello", sb.getString());
-  EXPECT_EQ(5u, sb.getSize());
+  EXPECT_EQ("hello", bytesOf(sb));
   EXPECT_EQ(reinterpret_cast<const char*>(block), sb.getString());
   EXPECT_EQ(0u, data.getSize());
   EXPECT_TRUE(sb.appendChar('!'));  // the taken block is an ordinary heap buffer
@@ -182,8 +150,7 @@ TEST(AppendInsert, TakeFromDbHandsOverTheBlock) {
   DataBuffer onlyZero;
   onlyZero.appendChar(0);
   EXPECT_TRUE(sb.takeFromDb(onlyZero));
-  EXPECT_EQ(0u, sb.getSize());
-  EXPECT_EQ(1u, onlyZero.getSize());
+  EXPECT_TRUE(sb.getSize() == 0 && onlyZero.getSize() == 1);
 }
 
 }  // namespace

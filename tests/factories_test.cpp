@@ -13,49 +13,34 @@ struct ArrayDelete {
 };
 using OwnedArray = std::unique_ptr<char, ArrayDelete>;
 
+using Owned = std::unique_ptr<StringBuffer, void (*)(StringBuffer*)>;
+Owned own(StringBuffer* sb) { return Owned(sb, &StringBuffer::deleteSb); }
+
 TEST(Factories, CreateNewSB) {
-  std::unique_ptr<StringBuffer, void (*)(StringBuffer*)> exact(nullptr, &StringBuffer::deleteSb);
-
-  StringBuffer* plain = StringBuffer::createNewSB();
-  ASSERT_NE(nullptr, plain);
-  EXPECT_EQ(202u, plain->getExtendSize());
-  StringBuffer::deleteSb(plain);
-
-  StringBuffer* noReserve = StringBuffer::createNewSB(0u);
-  ASSERT_NE(nullptr, noReserve);
+  struct Row { const char* name; Owned sb; std::string bytes; unsigned int capacity; };
+  StringBuffer grown = bufferOf(std::string(300, 's'));
+  Row rows[] = {
+      {"empty", own(StringBuffer::createNewSB()), "", 0},
+      {"text", own(StringBuffer::createNewSB("text")), "text", 0},
+      {"exact drops trailing zeros", own(StringBuffer::createNewSB_exact("a\0\0", 3)), "a", 0},
+      {"exact reserves for 82 bytes", own(StringBuffer::createNewSB_exact(grown.getString(), 81)),
+       std::string(81, 's'), 81 + 204},
+      {"copy without reserve", own(StringBuffer::createNewSB(grown)), std::string(300, 's'), 301},
+      {"copy of 81 bytes stays inline", own(StringBuffer::createNewSB(bufferOf(std::string(81, 'c')))),
+       std::string(81, 'c'), 0},
+      {"copy of nothing", own(StringBuffer::createNewSB(StringBuffer())), "", 0},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    ASSERT_NE(nullptr, r.sb);
+    EXPECT_EQ(r.bytes, bytesOf(*r.sb));
+    EXPECT_EQ(r.capacity, r.sb->heapUsage());
+    EXPECT_EQ(202u, r.sb->getExtendSize());
+  }
+  Owned noReserve = own(StringBuffer::createNewSB(0u));
   noReserve->appendCharN('a', 100);
   EXPECT_EQ(101u, noReserve->heapUsage());
-  StringBuffer::deleteSb(noReserve);
-
-  StringBuffer* text = StringBuffer::createNewSB("text");
-  ASSERT_NE(nullptr, text);
-  EXPECT_STREQ("text", text->getString());
-  StringBuffer::deleteSb(text);
-
-  exact.reset(StringBuffer::createNewSB_exact("a\0\0", 3));
-  ASSERT_NE(nullptr, exact);
-  EXPECT_EQ(1u, exact->getSize());
-  exact.reset(StringBuffer::createNewSB_exact(std::string(81, 'e').c_str(), 81));
-  EXPECT_EQ(81u + 204u, exact->heapUsage());
   StringBuffer::deleteSb(nullptr);
-}
-
-TEST(Factories, CopyHasNoReserve) {
-  struct Row {
-    unsigned int length, capacity;
-  };
-  const Row rows[] = {{300, 301}, {81, 0}, {0, 0}};
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.length);
-    StringBuffer source;
-    source.appendCharN('s', r.length);
-    StringBuffer* copy = StringBuffer::createNewSB(source);
-    ASSERT_NE(nullptr, copy);
-    EXPECT_EQ(r.capacity, copy->heapUsage());
-    EXPECT_EQ(202u, copy->getExtendSize());
-    EXPECT_EQ(bytesOf(source), bytesOf(*copy));
-    StringBuffer::deleteSb(copy);
-  }
 }
 
 TEST(Factories, FailedFactoriesReturnNullWithoutLeaking) {
@@ -76,22 +61,15 @@ TEST(Factories, FailedFactoriesReturnNullWithoutLeaking) {
 
 TEST(Factories, Copies) {
   StringBuffer sb = bufferOf(std::string("he\0lo", 5));
-  OwnedArray copy(sb.createCopy());
-  EXPECT_EQ(0, std::memcmp("he\0lo", copy.get(), 6));
   unsigned int length = 0;
-  OwnedArray counted(sb.copyString(&length));
-  EXPECT_EQ(5u, length);
+  OwnedArray copy(sb.createCopy()), counted(sb.copyString(&length)), one(StringBuffer().copyString(nullptr));
+  EXPECT_EQ(0, std::memcmp("he\0lo", copy.get(), 6));
   EXPECT_EQ(0, std::memcmp("he\0lo", counted.get(), 6));
-  StringBuffer empty;
-  OwnedArray one(empty.copyString(nullptr));
-  EXPECT_EQ(0, one.get()[0]);
+  EXPECT_TRUE(length == 5 && one.get()[0] == 0);
 }
 
 TEST(Factories, CopyToBufferTruncates) {
-  struct Row {
-    unsigned int dstSize, copied;
-    const char* expected;
-  };
+  struct Row { unsigned int dstSize, copied; const char* expected; };
   const Row rows[] = {{4, 3, "hel"}, {1, 0, ""}, {6, 5, "hello"}, {50, 5, "hello"}};
   StringBuffer sb("hello");
   for (const Row& r : rows) {
@@ -111,10 +89,8 @@ TEST(Factories, ExtractStringGivesTheStorageAway) {
   StringBuffer inlineSb("hello");
   unsigned int length = 0;
   OwnedArray small(inlineSb.extractString(&length));
-  EXPECT_EQ(5u, length);
   EXPECT_STREQ("hello", small.get());
-  EXPECT_EQ(0u, inlineSb.getSize());
-
+  EXPECT_TRUE(length == 5 && inlineSb.getSize() == 0);
   StringBuffer heapSb;
   heapSb.appendCharN('h', 300);
   heapSb.setExtendSize(5);
@@ -122,19 +98,15 @@ TEST(Factories, ExtractStringGivesTheStorageAway) {
   unsigned int capacity = 0;
   OwnedArray big(heapSb.extractString2(length, capacity));
   EXPECT_EQ(storage, big.get());
-  EXPECT_EQ(300u, length);
-  EXPECT_EQ(503u, capacity);
-  EXPECT_EQ(0u, heapSb.heapUsage());
-  EXPECT_EQ(202u, heapSb.getExtendSize());
+  EXPECT_TRUE(length == 300 && capacity == 503);
+  EXPECT_TRUE(heapSb.heapUsage() == 0 && heapSb.getExtendSize() == 202);
   EXPECT_TRUE(heapSb.append("usable"));
-  EXPECT_STREQ("usable", heapSb.getString());
 
   ScopedAllocatorControl control;
   control.failNth(1);
   capacity = 1234;
   EXPECT_EQ(nullptr, heapSb.extractString2(length, capacity));
-  EXPECT_EQ(6u, length);
-  EXPECT_EQ(1234u, capacity);
+  EXPECT_TRUE(length == 6 && capacity == 1234);
   EXPECT_STREQ("usable", heapSb.getString());
 }
 
@@ -143,11 +115,8 @@ TEST(Factories, LogSbMemUsageWritesCapacityLengthAndContent) {
   StringBuffer sb;
   sb.appendCharN('q', 90);
   sb.logSbMemUsage(log);
-  const std::string text = log.getText();
-  EXPECT_NE(std::string::npos, text.find("sbMemUsage")) << text;
-  EXPECT_NE(std::string::npos, text.find("capacity: 293")) << text;
-  EXPECT_NE(std::string::npos, text.find("length: 90")) << text;
-  EXPECT_NE(std::string::npos, text.find(std::string(90, 'q')));
+  EXPECT_EQ("sbMemUsage {\n  capacity: 293\n  length: 90\n  content: " + std::string(90, 'q') + "\n}\n",
+            log.getText());
   LogNull quiet;
   sb.logSbMemUsage(quiet);
 }
