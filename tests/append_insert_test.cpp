@@ -66,6 +66,20 @@ TEST(AppendInsert, PrependsAndInserts) {
   runEdits(rows, std::size(rows));
 }
 
+// Our own content as the source, at sizes where the copy forces growth from
+// inline storage and from a full heap block.
+TEST(AppendInsert, OwnContentAsSource) {
+  const std::string a(60, 'a'), h = std::string(299, 'h') + "!";
+  const EditRow rows[] = {
+      {"append own text inline", a, EDIT(append(sb.getString())), true, a + a},
+      {"append own text on the heap", h, EDIT(append(sb.getString())), true, h + h},
+      {"appendN own tail", h, EDIT(appendN(sb.getString() + 299, 1)), true, h + "!"},
+      {"prepend own text", h, EDIT(prepend(sb.getString() + 290)), true, h.substr(290) + h},
+      {"prependN own head", a, EDIT(prependN(sb.getString(), 30)), true, a.substr(0, 30) + a},
+  };
+  runEdits(rows, std::size(rows));
+}
+
 TEST(AppendInsert, Cuts) {
   const EditRow rows[] = {
       {"removeChunk middle", "abcde", CUT(removeChunk(1, 2)), true, "ade"},

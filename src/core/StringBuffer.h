@@ -483,6 +483,9 @@ class StringBuffer : public ObjectBase {
     return m_heap != nullptr ? need + 1 <= m_capacity : need <= kInlineSize - 1;
   }
   bool ensureRoom(unsigned int n) { return hasRoomFor(n) || expectNumBytes(n); }
+  // As ensureRoom, for a source that may lie in this buffer's own content:
+  // growth moves the content, so source is re-pointed at the new storage.
+  bool ensureRoomKeeping(const char*& source, unsigned int n);
   // Copies n bytes to the end and terminates; room must already exist.
   void putBytes(const char* p, unsigned int n);
   // Points at the inline buffer and resets to the empty state.

@@ -1,6 +1,7 @@
 // Adding bytes at the end, the front or inside the content, cutting it short,
 // and taking over another buffer's storage without copying.
 #include <cstring>
+#include <functional>
 
 #include "core/StringBuffer.h"
 #include "lib/ByteAllocator.h"
@@ -104,10 +105,12 @@ bool StringBuffer::prepend(char c) {
 bool StringBuffer::prependN(const char* p, unsigned int n) {
   if (m_length == 0) return appendN(p, n);
   if (p == nullptr || n == 0) return true;
-  if (!ensureRoom(n)) return false;
+  if (!ensureRoomKeeping(p, n)) return false;
+  // A source inside the content moves along with it.
+  if (!std::less<const char*>()(p, m_data) && std::less<const char*>()(p, m_data + m_length)) p += n;
   m_data[m_length + n] = 0;
   std::memmove(m_data + n, m_data, m_length);
-  std::memcpy(m_data, p, n);
+  std::memmove(m_data, p, n);
   m_length += n;
   return true;
 }

@@ -1,6 +1,7 @@
 // The storage core: inline buffer, adaptive heap growth, secure wiping,
 // clears, assignment, destruction and the three primitive appends.
 #include <cstring>
+#include <functional>
 
 #include "core/StringBuffer.h"
 #include "lib/ByteAllocator.h"
@@ -78,8 +79,21 @@ bool StringBuffer::setString(const char* s) {
   return append(s);
 }
 
+// Our choice: a source inside the buffer's own content is accepted. Growth
+// keeps the content at the same offsets, so the source is re-pointed there;
+// the copy itself may overlap and goes through memmove.
+bool StringBuffer::ensureRoomKeeping(const char*& source, unsigned int n) {
+  if (hasRoomFor(n)) return true;
+  const std::less_equal<const char*> atOrBefore;
+  const bool inside = m_data != nullptr && atOrBefore(m_data, source) && atOrBefore(source, m_data + m_length);
+  const size_t offset = inside ? static_cast<size_t>(source - m_data) : 0;
+  if (!expectNumBytes(n)) return false;
+  if (inside) source = m_data + offset;
+  return true;
+}
+
 void StringBuffer::putBytes(const char* p, unsigned int n) {
-  std::memcpy(m_data + m_length, p, n);
+  std::memmove(m_data + m_length, p, n);
   m_length += n;
   m_data[m_length] = 0;
 }
@@ -88,14 +102,14 @@ bool StringBuffer::append(const char* s) {
   if (s == nullptr) return true;
   const size_t n = std::strlen(s);
   if (n == 0) return true;
-  if (n > kMaxBlock || !ensureRoom(static_cast<unsigned int>(n))) return false;
+  if (n > kMaxBlock || !ensureRoomKeeping(s, static_cast<unsigned int>(n))) return false;
   putBytes(s, static_cast<unsigned int>(n));
   return true;
 }
 
 bool StringBuffer::appendN(const char* p, unsigned int n) {
   if (p == nullptr || n == 0) return true;
-  if (!ensureRoom(n)) return false;
+  if (!ensureRoomKeeping(p, n)) return false;
   putBytes(p, n);
   // Note: trailing zero bytes are not counted, including ones that were
   // already at the end of the content; callers rely on counted text never

@@ -42,7 +42,9 @@ bool injectedFailure(uint32_t n) noexcept {
 unsigned char* ByteAllocator::allocate(uint32_t n) noexcept {
   gAllocationCount.fetch_add(1, std::memory_order_relaxed);
   if (gControlArmed.load(std::memory_order_relaxed) && injectedFailure(n)) return nullptr;
-  return new (std::nothrow) unsigned char[n == 0 ? 1 : n];
+  // Allocated as char so that blocks handed to callers as char* (extracted
+  // strings, copies) are released with a matching array delete.
+  return reinterpret_cast<unsigned char*>(new (std::nothrow) char[n == 0 ? 1 : n]);
 }
 
 void ByteAllocator::release(unsigned char* block, uint32_t size) noexcept {
@@ -51,7 +53,7 @@ void ByteAllocator::release(unsigned char* block, uint32_t size) noexcept {
     if (TestControl::ReleaseObserver observer = gObserver.load(std::memory_order_relaxed))
       observer(block, size, gObserverContext.load(std::memory_order_relaxed));
   }
-  delete[] block;
+  delete[] reinterpret_cast<char*>(block);
 }
 
 void ByteAllocator::TestControl::failNthAllocation(uint32_t n) noexcept {
