@@ -148,6 +148,26 @@ unsigned int replaceSetBytes(char* data, uint32_t length, const char* set, char 
   return length;
 }
 
+constexpr bool kFirst = false;
+constexpr bool kLast = true;
+
+// The single-occurrence replacements: the first or the last match of one
+// left-to-right scan, spliced in place.
+bool replaceOneOccurance(StringBuffer& sb, const char* find, const char* replacement, bool noCase, bool last,
+                         bool secure) {
+  const uint32_t findLen = length(find);
+  if (findLen == 0) return false;
+  const char* text = sb.getString();
+  const uint32_t textLen = textscan::textLength(text, sb.getSize());
+  const Finder finder{find, findLen, noCase};
+  const char* hit = last ? finder.last(text, textLen) : finder(text, textLen);
+  if (hit == nullptr) return false;
+  // Note: a null replacement leaves the content alone and still reports
+  // success; callers use it as "is it there?" with no side effect.
+  if (replacement == nullptr) return true;
+  return splice(sb, textLen, static_cast<uint32_t>(hit - text), findLen, replacement, secure);
+}
+
 }  // namespace
 
 unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* replacement) {
@@ -197,25 +217,11 @@ unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const ch
 }
 
 bool StringBuffer::replaceFirstOccurance(const char* find, const char* replacement, bool noCase) {
-  const uint32_t findLen = length(find);
-  if (findLen == 0) return false;
-  const uint32_t textLen = textscan::textLength(m_data, m_length);
-  const char* hit = Finder{find, findLen, noCase}(m_data, textLen);
-  if (hit == nullptr) return false;
-  // Note: a null replacement leaves the content alone and still reports
-  // success; callers use it as "is it there?" with no side effect.
-  if (replacement == nullptr) return true;
-  return splice(*this, textLen, static_cast<uint32_t>(hit - m_data), findLen, replacement, m_secure);
+  return replaceOneOccurance(*this, find, replacement, noCase, kFirst, m_secure);
 }
 
 bool StringBuffer::replaceLastOccurance(const char* find, const char* replacement) {
-  const uint32_t findLen = length(find);
-  if (findLen == 0) return false;
-  const uint32_t textLen = textscan::textLength(m_data, m_length);
-  const char* hit = Finder{find, findLen, false}.last(m_data, textLen);
-  if (hit == nullptr) return false;
-  if (replacement == nullptr) return true;
-  return splice(*this, textLen, static_cast<uint32_t>(hit - m_data), findLen, replacement, m_secure);
+  return replaceOneOccurance(*this, find, replacement, false, kLast, m_secure);
 }
 
 bool StringBuffer::replaceAfterFinal(const char* marker, const char* replacement) {
