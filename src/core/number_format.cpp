@@ -186,9 +186,7 @@ void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, u
 }
 
 bool StringBuffer::appendBase64(const unsigned char* data, unsigned int n) {
-  if (data == nullptr || n == 0) return true;
-  data = reserveForOwnBytes(*this, data, (uint64_t(n) + 2) / 3 * 4);
-  return data != nullptr && MimeCodec::encodeBase64(data, n, *this);
+  return MimeCodec::encodeBase64(data, n, *this);
 }
 
 bool StringBuffer::append_s(const char* pattern, const char* s) {

@@ -8,6 +8,7 @@ namespace {
 
 // One flag guards the slow path, so an unused control costs a single load.
 std::atomic<bool> gControlArmed{false};
+std::atomic<bool> gCounting{false};
 std::atomic<uint64_t> gAllocationCount{0};
 std::atomic<uint32_t> gFailCountdown{0};
 std::atomic<uint32_t> gFailAbove{0};
@@ -15,7 +16,8 @@ std::atomic<ByteAllocator::TestControl::ReleaseObserver> gObserver{nullptr};
 std::atomic<void*> gObserverContext{nullptr};
 
 void rearm() noexcept {
-  const bool armed = gFailCountdown.load(std::memory_order_relaxed) != 0 ||
+  const bool armed = gCounting.load(std::memory_order_relaxed) ||
+                     gFailCountdown.load(std::memory_order_relaxed) != 0 ||
                      gFailAbove.load(std::memory_order_relaxed) != 0 ||
                      gObserver.load(std::memory_order_relaxed) != nullptr;
   gControlArmed.store(armed, std::memory_order_relaxed);
@@ -40,8 +42,10 @@ bool injectedFailure(uint32_t n) noexcept {
 }  // namespace
 
 unsigned char* ByteAllocator::allocate(uint32_t n) noexcept {
-  gAllocationCount.fetch_add(1, std::memory_order_relaxed);
-  if (gControlArmed.load(std::memory_order_relaxed) && injectedFailure(n)) return nullptr;
+  if (gControlArmed.load(std::memory_order_relaxed)) {
+    if (gCounting.load(std::memory_order_relaxed)) gAllocationCount.fetch_add(1, std::memory_order_relaxed);
+    if (injectedFailure(n)) return nullptr;
+  }
   // Allocated as char so that blocks handed to callers as char* (extracted
   // strings, copies) are released with a matching array delete.
   return reinterpret_cast<unsigned char*>(new (std::nothrow) char[n == 0 ? 1 : n]);
@@ -72,6 +76,11 @@ void ByteAllocator::TestControl::setReleaseObserver(ReleaseObserver observer, vo
   rearm();
 }
 
+void ByteAllocator::TestControl::countAllocations(bool on) noexcept {
+  gCounting.store(on, std::memory_order_relaxed);
+  rearm();
+}
+
 uint64_t ByteAllocator::TestControl::allocationCount() noexcept {
   return gAllocationCount.load(std::memory_order_relaxed);
 }
@@ -81,6 +90,7 @@ void ByteAllocator::TestControl::reset() noexcept {
   gFailAbove.store(0, std::memory_order_relaxed);
   gObserver.store(nullptr, std::memory_order_relaxed);
   gObserverContext.store(nullptr, std::memory_order_relaxed);
+  gCounting.store(false, std::memory_order_relaxed);
   gAllocationCount.store(0, std::memory_order_relaxed);
   rearm();
 }

@@ -12,8 +12,8 @@ class ByteAllocator {
   // the block holds and is only passed to the release observer. Null is fine.
   static void release(unsigned char* block, uint32_t size) noexcept;
 
-  // Test-only control. Everything here is off by default and costs one
-  // relaxed atomic load per call when off.
+  // Test-only control. Everything here is off by default and then costs one
+  // relaxed atomic load per call.
   class TestControl {
    public:
     using ReleaseObserver = void (*)(const unsigned char* block, uint32_t size, void* context);
@@ -23,18 +23,24 @@ class ByteAllocator {
     static void failAllocationsAbove(uint32_t size) noexcept;
     // Called with each block just before it is deleted; null removes it.
     static void setReleaseObserver(ReleaseObserver observer, void* context) noexcept;
-    // Number of allocations attempted since the last reset.
+    // Counts allocation attempts while on.
+    static void countAllocations(bool on) noexcept;
+    // Number of allocations attempted while counting, since the last reset.
     static uint64_t allocationCount() noexcept;
     // Disarms every switch and zeroes the counter.
     static void reset() noexcept;
   };
 };
 
-// Scoped fault injection for tests: arms a switch and disarms everything when
-// it goes out of scope, so one failing test cannot poison the next.
+// Scoped fault injection for tests: counts allocations while it lives, arms
+// the switches it is asked to, and disarms everything when it goes out of
+// scope, so one failing test cannot poison the next.
 class ScopedAllocatorControl {
  public:
-  ScopedAllocatorControl() { ByteAllocator::TestControl::reset(); }
+  ScopedAllocatorControl() {
+    ByteAllocator::TestControl::reset();
+    ByteAllocator::TestControl::countAllocations(true);
+  }
   ~ScopedAllocatorControl() { ByteAllocator::TestControl::reset(); }
   ScopedAllocatorControl(const ScopedAllocatorControl&) = delete;
   ScopedAllocatorControl& operator=(const ScopedAllocatorControl&) = delete;

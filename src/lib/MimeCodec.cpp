@@ -3,7 +3,9 @@
 #include "lib/MimeCodec.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "core/StringBuffer.h"
 #include "lib/DataBuffer.h"
@@ -86,9 +88,15 @@ bool onlyPaddingLeft(const unsigned char* p, const unsigned char* end) {
 bool MimeCodec::encodeBase64(const void* data, unsigned int n, StringBuffer& out) {
   if (data == nullptr || n == 0) return true;
   const uint64_t total = (uint64_t(n) + 2) / 3 * 4;
+  // Input taken from out's own content moves when out grows: reserve first,
+  // then read it where it went.
+  const char* own = out.getString();
+  const auto* source = static_cast<const char*>(data);
+  const bool inside = !std::less<const char*>()(source, own) && std::less<const char*>()(source, own + out.getSize());
+  const ptrdiff_t offset = inside ? source - own : 0;
   if (total >= UINT32_MAX || !out.expectNumBytes(static_cast<uint32_t>(total))) return false;
   const unsigned int before = out.getSize();
-  const auto* in = static_cast<const unsigned char*>(data);
+  const auto* in = reinterpret_cast<const unsigned char*>(inside ? out.getString() + offset : source);
   char chunk[kEncodeChunk];
   unsigned used = 0;
   bool ok = true;
