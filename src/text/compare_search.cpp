@@ -30,7 +30,6 @@ bool anyIn(const char* p, uint32_t n, const ByteTable& t) {
   return std::any_of(ubytes(p), ubytes(p) + n, [&t](unsigned char b) { return t[b]; });
 }
 
-uint32_t length(const char* s) { return static_cast<uint32_t>(std::strlen(s)); }
 
 }  // namespace
 
@@ -77,7 +76,7 @@ bool StringBuffer::beginsWithN(const char* s, unsigned int n) const {
 }
 
 bool StringBuffer::beginsWithIgnoreCase(const char* s) const {
-  return s != nullptr && TextSearch::compareNoCaseN(m_data, s, length(s)) == 0;
+  return s != nullptr && TextSearch::compareNoCaseN(m_data, s, textscan::lengthOf(s)) == 0;
 }
 
 bool StringBuffer::beginsWithIgnoreCaseN(const char* s, unsigned int n) const {
@@ -88,7 +87,7 @@ bool StringBuffer::beginsWithIgnoreCaseN(const char* s, unsigned int n) const {
 // holding an embedded zero byte never matches.
 bool StringBuffer::endsWith(const char* s) const {
   if (s == nullptr) return false;
-  const uint32_t n = length(s);
+  const uint32_t n = textscan::lengthOf(s);
   if (n == 0) return true;
   if (n > m_length) return false;
   return std::strcmp(m_data + (m_length - n), s) == 0;
@@ -96,7 +95,7 @@ bool StringBuffer::endsWith(const char* s) const {
 
 bool StringBuffer::endsWithIgnoreCase(const char* s) const {
   if (s == nullptr) return false;
-  const uint32_t n = length(s);
+  const uint32_t n = textscan::lengthOf(s);
   if (n == 0) return true;
   if (n > m_length) return false;
   return TextSearch::compareNoCase(m_data + (m_length - n), s) == 0;
@@ -113,7 +112,7 @@ bool StringBuffer::containsSubstringNoCase(const char* s) const { return indexOf
 
 const char* StringBuffer::findSubstr(const char* s) const {
   if (s == nullptr) return nullptr;
-  return TextSearch::find(m_data, textscan::textLength(m_data, m_length), s, length(s));
+  return TextSearch::find(m_data, textscan::textLength(m_data, m_length), s, textscan::lengthOf(s));
 }
 
 int StringBuffer::indexOf(const char* s) const {
@@ -123,7 +122,7 @@ int StringBuffer::indexOf(const char* s) const {
 
 int StringBuffer::indexOfNoCase(const char* s) const {
   if (s == nullptr) return -1;
-  const char* p = TextSearch::findNoCase(m_data, textscan::textLength(m_data, m_length), s, length(s));
+  const char* p = TextSearch::findNoCase(m_data, textscan::textLength(m_data, m_length), s, textscan::lengthOf(s));
   return p != nullptr ? static_cast<int>(p - m_data) : -1;
 }
 

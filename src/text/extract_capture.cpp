@@ -22,7 +22,6 @@ constexpr ByteTable kLineBytes = withRange(withRange(withRange(ByteTable{}, 1, 9
 constexpr ByteTable kIdentifier = withRange(withRange(withRange(byteSet("_"), '0', '9'), 'A', 'Z'), 'a', 'z');
 constexpr ByteTable kAlphaNum = withRange(textscan::kAsciiLetters, '0', '9');
 
-uint32_t length(const char* s) { return s != nullptr ? static_cast<uint32_t>(std::strlen(s)) : 0; }
 
 // Length of the run of class bytes at the start of s; no class holds the
 // zero byte, so the run always ends at s's terminator at the latest.
@@ -52,8 +51,8 @@ const char* skipWhitespace(const char* p, const char* end) {
 // Extraction refuses to write into the object it reads from: the source
 // bytes would move under the copy as the output grows.
 bool StringBuffer::getBetween(const char* beginMarker, const char* endMarker, StringBuffer& out) {
-  const uint32_t beginLen = length(beginMarker);
-  const uint32_t endLen = length(endMarker);
+  const uint32_t beginLen = textscan::lengthOf(beginMarker);
+  const uint32_t endLen = textscan::lengthOf(endMarker);
   if (&out == this || beginLen == 0 || endLen == 0) return false;
   const char* textEnd = m_data + textscan::textLength(m_data, m_length);
   const char* b = find(m_data, textEnd, beginMarker, beginLen);
@@ -65,8 +64,8 @@ bool StringBuffer::getBetween(const char* beginMarker, const char* endMarker, St
 
 void StringBuffer::getDelimited(const char* beginMarker, const char* endMarker, bool includeMarkers,
                                 StringBuffer& out) const {
-  const uint32_t beginLen = length(beginMarker);
-  const uint32_t endLen = length(endMarker);
+  const uint32_t beginLen = textscan::lengthOf(beginMarker);
+  const uint32_t endLen = textscan::lengthOf(endMarker);
   if (&out == this || beginLen == 0 || endLen == 0) return;
   const char* textEnd = m_data + textscan::textLength(m_data, m_length);
   const char* b = find(m_data, textEnd, beginMarker, beginLen);
@@ -85,7 +84,7 @@ void StringBuffer::getDelimited(const char* beginMarker, const char* endMarker, 
 
 bool StringBuffer::getBefore(const char* marker, bool consume, StringBuffer& out) {
   if (&out == this) return false;
-  const uint32_t markerLen = length(marker);
+  const uint32_t markerLen = textscan::lengthOf(marker);
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* hit = markerLen != 0 ? TextSearch::find(m_data, textLen, marker, markerLen) : nullptr;
   if (hit == nullptr) {
@@ -105,7 +104,7 @@ bool StringBuffer::getBefore(const char* marker, bool consume, StringBuffer& out
 
 bool StringBuffer::getAfterFinal(const char* marker, bool consume, StringBuffer& out) {
   if (&out == this) return false;
-  const uint32_t markerLen = length(marker);
+  const uint32_t markerLen = textscan::lengthOf(marker);
   const char* textEnd = m_data + textscan::textLength(m_data, m_length);
   const char* last = nullptr;
   if (markerLen != 0) {
@@ -184,7 +183,7 @@ bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned in
   if (&out == this || marker == nullptr || start >= m_length) return false;
   const char* from = m_data + start;
   const uint32_t span = textscan::textLength(from, m_length - start);
-  const char* hit = TextSearch::find(from, span, marker, length(marker));
+  const char* hit = TextSearch::find(from, span, marker, textscan::lengthOf(marker));
   if (hit == nullptr) return false;
   offset = static_cast<uint32_t>(hit - from);
   return out.appendN(from, offset);

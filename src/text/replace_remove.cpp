@@ -11,7 +11,6 @@
 
 namespace {
 
-uint32_t length(const char* s) { return s != nullptr ? static_cast<uint32_t>(std::strlen(s)) : 0; }
 
 // A substring search over [from, end): exact or ASCII case-insensitive.
 struct Finder {
@@ -83,7 +82,7 @@ bool splice(StringBuffer& sb, uint32_t textLen, uint32_t offset, uint32_t matchL
     if (!own.append(replacement)) return false;
     replacement = own.getString();
   }
-  const uint32_t replacementLen = length(replacement);
+  const uint32_t replacementLen = textscan::lengthOf(replacement);
   const uint32_t tailStart = offset + matchLen;
   const uint32_t tailLen = textLen - tailStart;
   SavedBytes tail(sb.getString() + tailStart, tailLen, secure);
@@ -155,7 +154,7 @@ constexpr bool kLast = true;
 // left-to-right scan, spliced in place.
 bool replaceOneOccurance(StringBuffer& sb, const char* find, const char* replacement, bool noCase, bool last,
                          bool secure) {
-  const uint32_t findLen = length(find);
+  const uint32_t findLen = textscan::lengthOf(find);
   if (findLen == 0) return false;
   const char* text = sb.getString();
   const uint32_t textLen = textscan::textLength(text, sb.getSize());
@@ -171,14 +170,14 @@ bool replaceOneOccurance(StringBuffer& sb, const char* find, const char* replace
 }  // namespace
 
 unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* replacement) {
-  const uint32_t findLen = length(find);
+  const uint32_t findLen = textscan::lengthOf(find);
   if (findLen == 0) return 0;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const Finder finder{find, findLen, false};
   const char* first = finder(m_data, textLen);
   if (first == nullptr) return 0;
   // Note: a null replacement counts as "" and deletes the matches.
-  const uint32_t replacementLen = length(replacement);
+  const uint32_t replacementLen = textscan::lengthOf(replacement);
   uint64_t finalLen = textLen;
   if (replacementLen != findLen) {
     const uint64_t n = countMatches(first, m_data + textLen, finder);
@@ -199,7 +198,7 @@ unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* re
 }
 
 unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const char* replacement) {
-  const uint32_t findLen = length(find);
+  const uint32_t findLen = textscan::lengthOf(find);
   if (findLen == 0) return 0;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const Finder finder{find, findLen, true};
@@ -208,7 +207,7 @@ unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const ch
   StringBuffer result;
   result.setSecureBuf(m_secure);
   uint32_t count = 0;
-  if (!textscan::appendReplacingAll(m_data, textLen, first, findLen, replacement, length(replacement),
+  if (!textscan::appendReplacingAll(m_data, textLen, first, findLen, replacement, textscan::lengthOf(replacement),
                                     finder, result, count)) {
     return 0;
   }
@@ -225,7 +224,7 @@ bool StringBuffer::replaceLastOccurance(const char* find, const char* replacemen
 }
 
 bool StringBuffer::replaceAfterFinal(const char* marker, const char* replacement) {
-  const uint32_t markerLen = length(marker);
+  const uint32_t markerLen = textscan::lengthOf(marker);
   if (markerLen == 0) return false;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* hit = Finder{marker, markerLen, false}.last(m_data, textLen);
@@ -239,8 +238,8 @@ bool StringBuffer::replaceAllBetween(const char* beginMarker, const char* endMar
   if (beginMarker == nullptr || endMarker == nullptr || replacement == nullptr) return false;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* textEnd = m_data + textLen;
-  const uint32_t beginLen = length(beginMarker);
-  const uint32_t endLen = length(endMarker);
+  const uint32_t beginLen = textscan::lengthOf(beginMarker);
+  const uint32_t endLen = textscan::lengthOf(endMarker);
   const char* b = TextSearch::find(m_data, textLen, beginMarker, beginLen);
   if (b == nullptr) return false;
   const char* inner = b + beginLen;
@@ -260,16 +259,16 @@ bool StringBuffer::replaceAllBetween(const char* beginMarker, const char* endMar
 unsigned int StringBuffer::replaceAllOccurancesBetween(const char* beginMarker, const char* endMarker,
                                                        const char* find, const char* replacement) {
   if (beginMarker == nullptr || endMarker == nullptr || find == nullptr || replacement == nullptr) return 0;
-  const Finder begin{beginMarker, length(beginMarker), false};
-  const Finder end{endMarker, length(endMarker), false};
-  const Finder inner{find, length(find), false};
+  const Finder begin{beginMarker, textscan::lengthOf(beginMarker), false};
+  const Finder end{endMarker, textscan::lengthOf(endMarker), false};
+  const Finder inner{find, textscan::lengthOf(find), false};
   // An empty begin marker opens a region at the start and behind every end
   // marker. An empty end marker only makes empty regions (and would never
   // advance behind an empty begin marker); an empty find replaces nothing.
   if (end.needleLen == 0 || inner.needleLen == 0) return 0;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* textEnd = m_data + textLen;
-  const uint32_t replacementLen = length(replacement);
+  const uint32_t replacementLen = textscan::lengthOf(replacement);
   StringBuffer result;
   result.setSecureBuf(m_secure);
   const char* cursor = m_data;      // start of the text not yet copied
@@ -311,9 +310,9 @@ bool StringBuffer::removeDelimited(const char* beginMarker, const char* endMarke
 // matched without regard to case.
 bool StringBuffer::removeDelimitedIfContains(const char* beginMarker, const char* endMarker,
                                              const char* needle, bool caseSensitive, bool firstOnly) {
-  const RegionRemover remover{{beginMarker, length(beginMarker), !caseSensitive},
-                              {endMarker, length(endMarker), !caseSensitive},
-                              length(needle) != 0 ? needle : nullptr,
+  const RegionRemover remover{{beginMarker, textscan::lengthOf(beginMarker), !caseSensitive},
+                              {endMarker, textscan::lengthOf(endMarker), !caseSensitive},
+                              textscan::lengthOf(needle) != 0 ? needle : nullptr,
                               firstOnly};
   if (remover.begin.needleLen == 0 || remover.end.needleLen == 0) return true;
   StringBuffer result;
@@ -337,7 +336,7 @@ unsigned int StringBuffer::replaceChar20(const char* set, char c) {
 }
 
 unsigned int StringBuffer::replaceCharInOccurances(const char* substr, char from, char to) {
-  const Finder finder{substr, length(substr), false};
+  const Finder finder{substr, textscan::lengthOf(substr), false};
   if (finder.needleLen == 0) return 0;
   // The text view is fixed up front: a `to` of 0 written into a match must
   // not make the later matches disappear or new ones appear.
@@ -364,7 +363,7 @@ void StringBuffer::replaceModBase64Chars() {
 }
 
 bool StringBuffer::removeBefore(const char* marker, bool removeMarker) {
-  const uint32_t markerLen = length(marker);
+  const uint32_t markerLen = textscan::lengthOf(marker);
   if (markerLen == 0) return false;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* hit = TextSearch::find(m_data, textLen, marker, markerLen);

@@ -117,34 +117,28 @@ void StringBuffer::trimBefore(char c, bool discard) {
 void StringBuffer::trimAfter(char c, bool discard) {
   const char* hit = textscan::lastByte(m_data, m_length, c);
   if (hit == nullptr) return;
-  const uint32_t cut = static_cast<uint32_t>(hit - m_data) + (discard ? 0 : 1);
-  m_data[cut] = 0;
-  m_length = cut;
+  chopAt(static_cast<uint32_t>(hit - m_data) + (discard ? 0 : 1));
 }
 
 bool StringBuffer::chopAtSubstr(const char* s, bool keep) {
   if (s == nullptr || *s == 0) return false;
   const char* hit = findSubstr(s);
   if (hit == nullptr) return false;
-  const uint32_t cut = static_cast<uint32_t>(hit - m_data) + (keep ? static_cast<uint32_t>(std::strlen(s)) : 0);
-  m_data[cut] = 0;
-  m_length = cut;
+  chopAt(static_cast<uint32_t>(hit - m_data) + (keep ? static_cast<uint32_t>(std::strlen(s)) : 0));
   return true;
 }
 
 bool StringBuffer::chopAtFirstChar(char c) {
   const char* hit = findFirstChar(c);
   if (hit == nullptr) return false;
-  m_length = static_cast<uint32_t>(hit - m_data);
-  m_data[m_length] = 0;
+  chopAt(static_cast<uint32_t>(hit - m_data));
   return true;
 }
 
 bool StringBuffer::chopAtLastChar(char c) {
   const char* hit = findLastChar(c);
   if (hit == nullptr) return false;
-  m_length = static_cast<uint32_t>(hit - m_data);
-  m_data[m_length] = 0;
+  chopAt(static_cast<uint32_t>(hit - m_data));
   return true;
 }
 

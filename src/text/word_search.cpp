@@ -66,14 +66,13 @@ const char* findBounded(const char* text, uint32_t n, const char* needle, uint32
   }
 }
 
-uint32_t length(const char* s) { return s != nullptr ? static_cast<uint32_t>(std::strlen(s)) : 0; }
 
 // Replace-all over the text view of sb with a boundary-checked finder; the
 // rest behind each replaced match is searched as a text of its own.
 template <typename Boundary>
 uint32_t replaceBounded(StringBuffer& sb, const char* needle, const char* replacement, bool secure,
                         StringBuffer& result) {
-  const uint32_t m = length(needle);
+  const uint32_t m = textscan::lengthOf(needle);
   if (m == 0) return 0;
   const char* text = sb.getString();
   const uint32_t textLen = textscan::textLength(text, sb.getSize());
@@ -84,7 +83,7 @@ uint32_t replaceBounded(StringBuffer& sb, const char* needle, const char* replac
   const auto next = [needle, m](const char* from, uint32_t n) {
     return findBounded<Boundary>(from, n, needle, m);
   };
-  if (!textscan::appendReplacingAll(text, textLen, first, m, replacement, length(replacement), next,
+  if (!textscan::appendReplacingAll(text, textLen, first, m, replacement, textscan::lengthOf(replacement), next,
                                     result, count)) {
     return 0;
   }
@@ -96,9 +95,9 @@ uint32_t replaceBounded(StringBuffer& sb, const char* needle, const char* replac
 bool StringBuffer::isCidChar(char c) { return textscan::has(kCid, c); }
 
 const char* StringBuffer::findCidOnly(const char* text, const char* cid) {
-  const uint32_t m = length(cid);
+  const uint32_t m = textscan::lengthOf(cid);
   if (text == nullptr || *text == 0 || m == 0) return nullptr;
-  return findBounded<CidBoundary>(text, length(text), cid, m);
+  return findBounded<CidBoundary>(text, textscan::lengthOf(text), cid, m);
 }
 
 unsigned int StringBuffer::replaceAllCidOccurrences(const char* cid, const char* replacement) {
@@ -109,9 +108,9 @@ unsigned int StringBuffer::replaceAllCidOccurrences(const char* cid, const char*
 }
 
 const char* StringBuffer::findWordOnlyUtf8(const char* text, const char* word, LogBase& /*log*/) {
-  const uint32_t m = length(word);
+  const uint32_t m = textscan::lengthOf(word);
   if (text == nullptr || *text == 0 || m == 0) return nullptr;
-  return findBounded<WordBoundary>(text, length(text), word, m);
+  return findBounded<WordBoundary>(text, textscan::lengthOf(text), word, m);
 }
 
 unsigned int StringBuffer::replaceAllWordOccurrencesUtf8(const char* word, const char* replacement,

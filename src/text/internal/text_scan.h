@@ -37,6 +37,9 @@ inline constexpr ByteTable kAsciiLetters =
     withRange(withRange(ByteTable{}, 'A', 'Z'), 'a', 'z');
 inline constexpr ByteTable kDigits = withRange(ByteTable{}, '0', '9');
 
+// Length of a zero-terminated argument, null counting as "".
+inline uint32_t lengthOf(const char* s) { return s != nullptr ? static_cast<uint32_t>(std::strlen(s)) : 0; }
+
 // The text view of a content: the bytes before its first zero byte, at most
 // n. Text operations see only these; byte operations see all n.
 inline uint32_t textLength(const char* p, uint32_t n) {
