@@ -471,6 +471,20 @@ class StringBuffer : public ObjectBase {
   // Replaces every occurrence of find by the byte byteValue (low 8 bits); returns the count.
   unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
 
+  // ---- Code-page conversion (encoding/code_pages.cpp) ----
+
+  // ---- XML entities and emitters (markup/xml_entities.cpp) ----
+
+  // ---- Request canonicalization (signing/canonicalize.cpp) ----
+
+  // ---- Inflection and capitalisation (text/inflection.cpp) ----
+
+  // ---- In-place obfuscation (protect/obfuscation.cpp) ----
+
+  // ---- File load and save (io/file_load_save.cpp) ----
+
+  // ---- Extensions: what users of modern byte-string classes expect (core/extensions.cpp) ----
+
  private:
   static constexpr uint8_t kValidityMarker = 170;
   static constexpr unsigned int kInlineSize = 82;
