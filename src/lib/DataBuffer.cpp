@@ -75,6 +75,11 @@ bool DataBuffer::append(const void* data, unsigned int n) {
   return true;
 }
 
+unsigned char* DataBuffer::reserveTail(unsigned int n) {
+  if (!reserveMore(n == 0 ? 1 : n)) return nullptr;
+  return m_data + m_size;
+}
+
 bool DataBuffer::appendChar(unsigned char c) {
   if (!reserveMore(1)) return false;
   m_data[m_size++] = c;
