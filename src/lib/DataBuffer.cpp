@@ -38,6 +38,7 @@ bool pointsInto(const void* p, const unsigned char* block, uint32_t size) {
 }  // namespace
 
 DataBuffer::~DataBuffer() {
+  if (m_secure && m_data != nullptr) std::memset(m_data, 0, m_size);
   ByteAllocator::release(m_data, m_capacity);
 }
 
@@ -45,6 +46,7 @@ bool DataBuffer::reallocate(uint32_t capacity) {
   unsigned char* block = ByteAllocator::allocate(capacity);
   if (block == nullptr) return false;
   if (m_size != 0) std::memcpy(block, m_data, m_size);
+  if (m_secure && m_size != 0) std::memset(m_data, 0, m_size);
   ByteAllocator::release(m_data, m_capacity);
   m_data = block;
   m_capacity = capacity;

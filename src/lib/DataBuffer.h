@@ -36,6 +36,10 @@ class DataBuffer {
   // Adds n bytes written behind the content to it; n must not exceed what
   // the last reserveTail made room for.
   void commitTail(unsigned int n) { m_size += n; }
+  // When set, the content is overwritten with zeros before its block is
+  // released (growth and destruction): for scratch buffers that stage the
+  // text of a secure StringBuffer.
+  void setSecure(bool secure) { m_secure = secure; }
 
   // Appends n bytes, which may lie inside this buffer; null data or n == 0
   // appends nothing and succeeds. False when memory runs out.
@@ -79,4 +83,5 @@ class DataBuffer {
   uint32_t m_capacity = 0;
   // What getData2() points at while there is no block.
   unsigned char m_none = 0;
+  bool m_secure = false;
 };

@@ -710,7 +710,10 @@ bool _tvEncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsi
   }
   // Everything else meets in UTF-8. A loss on the way in shows as U+FFFD in
   // the pivot, which an 8-bit target then writes as "?".
+  // The pivot is wiped when released: the text may be a secret, and this
+  // level cannot know.
   DataBuffer pivot;
+  pivot.setSecure(true);
   const bool readExact = decodeToUtf8(from, src, n, pivot);
   const bool writeExact = encodeFromUtf8(to, pivot.getData2(), pivot.getSize(), out);
   return readExact && writeExact;
