@@ -472,6 +472,34 @@ class StringBuffer : public ObjectBase {
   unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
 
   // ---- Code-page conversion (encoding/code_pages.cpp) ----
+  // Code pages are Windows numbers (65001 UTF-8, 1200 UTF-16LE, 1252 ...);
+  // see _tvEncodingConvert for the list and for how losses are written.
+  // In place, ANSI code page to UTF-8; log is not used.
+  void cvAnsiToUtf8(LogBase& log);
+  // In place, UTF-8 to the ANSI code page.
+  void cvUtf8ToAnsi();
+  // Empties out, then fills it with the content as UTF-16LE (from ANSI).
+  void cvAnsiToUnicode(DataBuffer& out) const;
+  // Empties out, then fills it with the content as UTF-16LE (from UTF-8).
+  void cvUtf8ToUnicode(DataBuffer& out) const;
+  // In place; text that cannot change is left alone. The converter's result.
+  bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
+  // Appends the converted content to out (only on success); this is unchanged.
+  bool convertEncoding2(int fromCodePage, int toCodePage, StringBuffer& out, LogBase& log) const;
+  // In place, codePage to the ANSI code page.
+  void convertToAnsi(int codePage);
+  // In place, the ANSI code page to codePage.
+  void convertFromAnsi(int codePage);
+  // In place, codePage to the OEM code page.
+  void convertToOem(int codePage);
+  // In place, the OEM code page to codePage.
+  void convertFromOem(int codePage);
+  // Appends the zero-terminated UTF-16 string s as UTF-8; null appends nothing.
+  bool appendNullTerminatedUtf16AsUtf8(const unsigned short* s);
+  // The content is strict UTF-8 (RFC 3629).
+  bool isValidUtf8() const;
+  // Counts the bytes above 127, and among them those rare in Windows-1252 text.
+  void countImprobableAnsiChars(unsigned int& num8bit, unsigned int& numImprobable) const;
 
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
 

@@ -38,6 +38,7 @@ bool pointsInto(const void* p, const unsigned char* block, uint32_t size) {
 }  // namespace
 
 DataBuffer::~DataBuffer() {
+  if (m_secure && m_data != nullptr) std::memset(m_data, 0, m_size);
   ByteAllocator::release(m_data, m_capacity);
 }
 
@@ -45,6 +46,7 @@ bool DataBuffer::reallocate(uint32_t capacity) {
   unsigned char* block = ByteAllocator::allocate(capacity);
   if (block == nullptr) return false;
   if (m_size != 0) std::memcpy(block, m_data, m_size);
+  if (m_secure && m_size != 0) std::memset(m_data, 0, m_size);
   ByteAllocator::release(m_data, m_capacity);
   m_data = block;
   m_capacity = capacity;
@@ -73,6 +75,11 @@ bool DataBuffer::append(const void* data, unsigned int n) {
   std::memmove(m_data + m_size, src, n);
   m_size += n;
   return true;
+}
+
+unsigned char* DataBuffer::reserveTail(unsigned int n) {
+  if (!reserveMore(n == 0 ? 1 : n)) return nullptr;
+  return m_data + m_size;
 }
 
 bool DataBuffer::appendChar(unsigned char c) {
