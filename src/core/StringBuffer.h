@@ -508,6 +508,46 @@ class StringBuffer : public ObjectBase {
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
 
   // ---- In-place obfuscation (protect/obfuscation.cpp) ----
+  // Reorders the bytes by a permutation keyed on the length and byte sum;
+  // contents under 2 bytes, and any when memory runs out, are left alone.
+  void scramble();
+  // Undoes scramble.
+  void unscramble();
+  // Replaces the content with its Base64 text, scrambled; printable.
+  void obfus();
+  // Undoes obfus (trailing zero bytes of the original are not restored).
+  void unobfus();
+  // Substitutes each printable byte by the table of its position mod 4.
+  void reverse_x();
+  // Undoes reverse_x.
+  void forward_x();
+  // setString(s), then reverse_x when that succeeded; returns setString's result.
+  bool setString_x(const char* s);
+  // The text (to its first zero byte) equals what reverse_x makes of s; null s equals only "".
+  bool equals_x(const char* s) const;
+
+  // ---- Scrambled literals (protect/scrambled_literals.cpp) ----
+  // Scrambles or restores s in place: the same call does both.
+  static void litScram(char* s);
+  // The plain operation applied to the restored literal; false for a null literal.
+  bool containsSubstring_lsc(const char* lit) const;
+  bool containsSubstringNoCase_lsc(const char* lit) const;
+  bool beginsWith_lsc(const char* lit) const;
+  bool beginsWithIgnoreCase_lsc(const char* lit) const;
+  bool equals_lsc(const char* lit) const;
+  bool equalsIgnoreCase_lsc(const char* lit) const;
+  bool append_lsc(const char* lit);
+  // Appends the bytes of a literal in obfus form.
+  bool appendObfus(const char* lit);
+  // The restored text of a literal in obfus form occurs in the content; false for null.
+  bool containsObfuscated(const char* lit) const;
+  // TextCodec::encode, literal substitution, twelve salt letters, then a
+  // shuffle keyed on the byte sum; always true.
+  bool saltedScramble();
+  // Undoes saltedScramble; always true.
+  bool saltedUnscramble();
+  // Appends the restored form of a literal made by saltedScramble.
+  bool appendSaltedLiteral(const char* lit);
 
   // ---- File load and save (io/file_load_save.cpp) ----
 
