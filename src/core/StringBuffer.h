@@ -502,6 +502,67 @@ class StringBuffer : public ObjectBase {
   void countImprobableAnsiChars(unsigned int& num8bit, unsigned int& numImprobable) const;
 
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
+  // Every & < > becomes its entity, entities already there included;
+  // returns the number of ">" replaced (the last of the three passes).
+  unsigned int replaceXMLSpecial();
+  // As replaceXMLSpecial, then every double quote becomes "&quot;"; returns
+  // the number of quotes replaced.
+  unsigned int replaceHTMLSpecial();
+  // Escapes & < > from byte start on, keeping numeric character references.
+  // false when memory runs out (content unchanged, or empty if the final copy
+  // back failed).
+  bool encodePreDefinedXmlEntities(unsigned int start);
+  // Escapes & < >, keeping "&lt;", "&gt;", "&amp;", "&quot;" and every
+  // reference EntityRefChecker accepts; returns the number of replacements.
+  unsigned int encodeXMLSpecial(LogBase& log);
+  // Decodes "&lt;", then "&gt;", then "&amp;" over the text; returns the total.
+  unsigned int decodeXMLSpecial();
+  // Decodes "&lt;" "&gt;" "&quot;" "&amp;" in one pass; true when anything was.
+  bool decodeHTMLSpecial();
+  // Decodes the five predefined entities from byte start on; returns the count.
+  unsigned int decodePreDefinedXmlEntities(unsigned int start);
+  // Appends text with all five entities, or as a CDATA section when it holds
+  // a TAB or LF.
+  void appendXml(const char* text);
+  // Appends text with all five entities, never as CDATA.
+  void appendXmlNoCdata(const char* text);
+  // Like appendXmlNoCdata, with at most n bytes of text.
+  void appendXmlNoCdataN(const char* text, unsigned int n);
+  // Appends n bytes of text (all of it when n is 0) with & < > escaped.
+  bool appendAndXmlEntityEncode(const char* text, unsigned int n);
+  // "<tag", the attributes (StringPair elements, null skipped), ">" and LF.
+  bool appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes);
+  // "</tag>" and LF.
+  bool appendXmlCloseTag(const char* tag);
+  // A whole element: open tag, text as appendXml writes it, close tag and LF.
+  bool appendXml(const char* tag, const ExtPtrArray& attributes, const char* content);
+  // An element with count unescaped attributes; empty content gives "<tag ... />".
+  bool simpleXml(const char* tag, const char* content, int count, const char** names,
+                 const char** values, LogBase& log);
+  // name="value" with each double quote of value written as \".
+  bool appendNameValue(const char* name, const char* value);
+
+  // ---- JSON escaping and decoding (markup/json_escape.cpp) ----
+  // Escapes the content for use inside a JSON string; UTF-8 sequences pass
+  // untouched. One allocation when anything changes, none otherwise.
+  bool jsonEscape();
+  // Appends [,]"name":"value" with value escaped; name is written as it is.
+  bool appendJsonMember(bool comma, const char* name, const char* value);
+  // Decodes count bytes of JSON string content (escapes, \u units and
+  // surrogate pairs to UTF-8) and appends them to out.
+  static bool jsonDecode(const char* source, unsigned int count, StringBuffer& out);
+
+  // ---- Links, revocation entries and unescaping (markup/links_unescape.cpp) ----
+  // Links bare web addresses of this HTML outside the head and outside anchors.
+  void autoLinkUrls();
+  // Links every http:// and https:// address in text; this object is not used.
+  void autoLinkUrls2(StringBuffer& text);
+  // Cuts one run of reason-coded revoked-certificate entries from a CRL rendering.
+  void removeCrlEntries(LogBase& log);
+  // Drops the backslash in front of ASCII punctuation; returns the new length.
+  unsigned int markdown_unescape();
+  // Drops every backslash, keeping the byte after it; returns the new length.
+  unsigned int unescape();
 
   // ---- Request canonicalization (signing/canonicalize.cpp) ----
 
