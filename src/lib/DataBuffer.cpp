@@ -96,8 +96,12 @@ bool DataBuffer::ensureBuffer(unsigned int n) {
 }
 
 bool DataBuffer::appendHex(const char* text, uint32_t length) {
+  // As in append: text from this buffer's own block is found again by its
+  // offset once the growth has moved the block.
+  const bool inside = pointsInto(text, m_data, m_capacity);
+  const size_t offset = inside ? reinterpret_cast<const unsigned char*>(text) - m_data : 0;
   if (!ensureBuffer(length / 2)) return false;
-  const auto* p = reinterpret_cast<const unsigned char*>(text);
+  const auto* p = inside ? m_data + offset : reinterpret_cast<const unsigned char*>(text);
   const unsigned char* end = p + length;
   for (; end - p >= 2; p += 2) {
     const uint8_t hi = kHexValue[p[0]];
