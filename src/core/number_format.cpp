@@ -88,7 +88,7 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
   if (data == nullptr || n == 0) return true;
   data = reserveForOwnBytes(sb, data, total);
   if (data == nullptr) return false;
-  char pending[3];
+  char pending[3] = {0, 0, 0};
   unsigned int pendingLen = 0, pendingPos = 0, i = 0;
   for (uint64_t left = total; left != 0;) {
     const unsigned int chunk = left < Size ? static_cast<unsigned int>(left) : Size;
