@@ -7,6 +7,10 @@ library, every other candidate is a peer. A ratio of 1.0 or more means we are at
 least as fast as the fastest peer measured in the same run.
 
   bench/compare.py build/release/bench/stringbuffer_bench [--filter REGEX] [--markdown]
+                   [--min-time SECONDS] [--repetitions N]
+
+With --repetitions above 1 each benchmark runs N times and the median is
+compared, which steadies the ratios on a busy machine.
 """
 import json
 import math
@@ -24,13 +28,20 @@ def main():
     markdown = "--markdown" in args
     if "--filter" in args:
         regex = args[args.index("--filter") + 1]
-    cmd = [binary, "--benchmark_format=json", "--benchmark_min_time=0.2s"]
+    min_time = args[args.index("--min-time") + 1] if "--min-time" in args else "0.2"
+    repetitions = int(args[args.index("--repetitions") + 1]) if "--repetitions" in args else 1
+    # Older Google Benchmark releases take a bare number of seconds only.
+    cmd = [binary, "--benchmark_format=json", "--benchmark_min_time=" + min_time.rstrip("s")]
+    if repetitions > 1:
+        cmd += ["--benchmark_repetitions=%d" % repetitions, "--benchmark_report_aggregates_only=true"]
     if regex:
         cmd.append("--benchmark_filter=" + regex)
     out = subprocess.run(cmd, check=True, capture_output=True, text=True).stdout
     rows = {}
     for b in json.loads(out)["benchmarks"]:
-        parts = b["name"].split("/")
+        if repetitions > 1 and b.get("aggregate_name") != "median":
+            continue
+        parts = b.get("run_name", b["name"]).split("/")
         if len(parts) < 3 or "bytes_per_second" not in b:
             continue
         family, candidate, size = parts[0], parts[1], parts[2]

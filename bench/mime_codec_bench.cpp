@@ -1,44 +1,71 @@
-// Base64 throughput over a 64 KiB block of every byte value.
-#include <benchmark/benchmark.h>
+// Base64 encoding beside the peers' encoders.
+#include <sstream>
+#include <string>
 
-#include <vector>
-
+#include "bench_common.h"
 #include "core/StringBuffer.h"
-#include "lib/DataBuffer.h"
 #include "lib/MimeCodec.h"
+
+#ifdef SB_HAVE_ABSL
+#include <absl/strings/escaping.h>
+#endif
+#ifdef SB_HAVE_QT
+#include <QByteArray>
+#endif
+#ifdef SB_HAVE_POCO
+#include <Poco/Base64Encoder.h>
+#endif
 
 namespace {
 
-constexpr unsigned kBlock = 64 * 1024;
+using namespace sbbench;
 
-std::vector<unsigned char> sampleBytes() {
-  std::vector<unsigned char> bytes(kBlock);
-  for (unsigned i = 0; i < kBlock; ++i) bytes[i] = static_cast<unsigned char>(i * 131u + (i >> 8));
-  return bytes;
-}
-
-void BM_EncodeBase64(benchmark::State& state) {
-  const std::vector<unsigned char> bytes = sampleBytes();
-  for (auto _ : state) {
-    StringBuffer out;
-    benchmark::DoNotOptimize(MimeCodec::encodeBase64(bytes.data(), kBlock, out));
-    benchmark::DoNotOptimize(out.getString());
+void addBase64(size_t n) {
+  const std::string data = binary(n);
+  add("base64_encode", "ours", n, [data](benchmark::State& st) {
+    StringBuffer sb;
+    for (auto _ : st) {
+      sb.weakClear();
+      benchmark::DoNotOptimize(MimeCodec::encodeBase64(data.data(), unsigned(data.size()), sb));
+    }
+  });
+#ifdef SB_HAVE_ABSL
+  {
+    StringBuffer sb;
+    MimeCodec::encodeBase64(data.data(), unsigned(data.size()), sb);
+    expectSame("base64_encode", absl::Base64Escape(data) == sb.getString());
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * kBlock);
+  add("base64_encode", "absl", n, [data](benchmark::State& st) {
+    std::string s;
+    for (auto _ : st) {
+      absl::Base64Escape(data, &s);
+      benchmark::DoNotOptimize(s.data());
+    }
+  });
+#endif
+#ifdef SB_HAVE_QT
+  add("base64_encode", "qt", n, [data](benchmark::State& st) {
+    const QByteArray source = QByteArray::fromStdString(data);
+    for (auto _ : st) benchmark::DoNotOptimize(source.toBase64());
+  });
+#endif
+#ifdef SB_HAVE_POCO
+  add("base64_encode", "poco", n, [data](benchmark::State& st) {
+    for (auto _ : st) {
+      std::ostringstream os;
+      Poco::Base64Encoder enc(os);
+      enc.rdbuf()->setLineLength(0);
+      enc << data;
+      enc.close();
+      benchmark::DoNotOptimize(os.str());
+    }
+  });
+#endif
 }
-BENCHMARK(BM_EncodeBase64);
 
-void BM_DecodeBase64(benchmark::State& state) {
-  const std::vector<unsigned char> bytes = sampleBytes();
-  StringBuffer text;
-  MimeCodec::encodeBase64(bytes.data(), kBlock, text);
-  for (auto _ : state) {
-    DataBuffer out;
-    benchmark::DoNotOptimize(MimeCodec::decodeBase64(text.getString(), text.getSize(), out));
-    benchmark::DoNotOptimize(out.getData2());
-  }
-  state.SetBytesProcessed(int64_t(state.iterations()) * kBlock);
-}
-BENCHMARK(BM_DecodeBase64);
+const bool registered = [] {
+  for (size_t n : kSizes) addBase64(n);
+  return true;
+}();
 
 }  // namespace

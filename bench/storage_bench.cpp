@@ -1,46 +1,75 @@
-// Growth and the primitive appends: the paths every other operation uses.
-#include <benchmark/benchmark.h>
-
+// Many small appends into a reused buffer: the path every other operation
+// takes, beside std::string and absl::StrAppend.
 #include <string>
 
+#include "bench_common.h"
 #include "core/StringBuffer.h"
 
-static void BM_AppendCharGrowth(benchmark::State& state) {
-  const int n = static_cast<int>(state.range(0));
-  for (auto _ : state) {
+#ifdef SB_HAVE_ABSL
+#include <absl/strings/str_cat.h>
+#endif
+#ifdef SB_HAVE_QT
+#include <QByteArray>
+#endif
+
+namespace {
+
+using namespace sbbench;
+
+// Words of 1 to 8 bytes and single characters, alternating, n bytes in all.
+constexpr const char* kWords[] = {"a", "to", "the", "word", "fifth", "sixths", "seventh", "eighthly"};
+
+void addAppends(size_t n) {
+  add("append_small", "ours", n, [n](benchmark::State& st) {
     StringBuffer sb;
-    for (int i = 0; i < n; ++i) sb.appendChar('x');
-    benchmark::DoNotOptimize(sb.getString());
-  }
-  state.SetItemsProcessed(state.iterations() * n);
+    for (auto _ : st) {
+      sb.weakClear();
+      for (unsigned i = 0; sb.getSize() < n; ++i) {
+        sb.append(kWords[i & 7]);
+        sb.appendChar(' ');
+      }
+      benchmark::DoNotOptimize(sb.getString());
+    }
+  });
+  add("append_small", "std", n, [n](benchmark::State& st) {
+    std::string s;
+    for (auto _ : st) {
+      s.clear();
+      for (unsigned i = 0; s.size() < n; ++i) {
+        s += kWords[i & 7];
+        s += ' ';
+      }
+      benchmark::DoNotOptimize(s.data());
+    }
+  });
+#ifdef SB_HAVE_ABSL
+  add("append_small", "absl", n, [n](benchmark::State& st) {
+    std::string s;
+    for (auto _ : st) {
+      s.clear();
+      for (unsigned i = 0; s.size() < n; ++i) absl::StrAppend(&s, kWords[i & 7], " ");
+      benchmark::DoNotOptimize(s.data());
+    }
+  });
+#endif
+#ifdef SB_HAVE_QT
+  add("append_small", "qt", n, [n](benchmark::State& st) {
+    QByteArray s;
+    for (auto _ : st) {
+      s.clear();
+      for (unsigned i = 0; size_t(s.size()) < n; ++i) {
+        s.append(kWords[i & 7]);
+        s.append(' ');
+      }
+      benchmark::DoNotOptimize(s.data());
+    }
+  });
+#endif
 }
-BENCHMARK(BM_AppendCharGrowth)->Arg(64)->Arg(4096)->Arg(1 << 20);
 
-static void BM_AppendWords(benchmark::State& state) {
-  for (auto _ : state) {
-    StringBuffer sb;
-    for (int i = 0; i < 10000; ++i) sb.append("word ");
-    benchmark::DoNotOptimize(sb.getString());
-  }
-  state.SetBytesProcessed(state.iterations() * 50000);
-}
-BENCHMARK(BM_AppendWords);
+const bool registered = [] {
+  for (size_t n : kSizes) addAppends(n);
+  return true;
+}();
 
-static void BM_ReusedBufferSetString(benchmark::State& state) {
-  StringBuffer sb;
-  const std::string line(200, 'l');
-  for (auto _ : state) {
-    sb.setString(line.c_str());
-    benchmark::DoNotOptimize(sb.getString());
-  }
-}
-BENCHMARK(BM_ReusedBufferSetString);
-
-static void BM_PrependN(benchmark::State& state) {
-  for (auto _ : state) {
-    StringBuffer sb("tail");
-    for (int i = 0; i < 1000; ++i) sb.prependN("ab", 2);
-    benchmark::DoNotOptimize(sb.getString());
-  }
-}
-BENCHMARK(BM_PrependN);
+}  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 
 #include "test_support.h"
@@ -60,4 +61,47 @@ TEST(CompareSearch, ClassificationOverAllBytes) {
     EXPECT_EQ(alnum1252, StringBuffer::isAlphaNumeric_1252(static_cast<char>(b)));
   }
   EXPECT_TRUE(StringBuffer("abc\xE9").is7bit(3));
+}
+
+// The searches pick a rare needle byte, skip by memchr and switch to a
+// linear search once false starts pile up; every path must find what a plain
+// left-to-right scan finds, before and after the switch.
+TEST(CompareSearch, SearchPathsAgreeWithPlainScan) {
+  const auto plain = [](const std::string& hay, const std::string& needle, bool noCase) -> int {
+    auto fold = [noCase](char c) { return noCase ? static_cast<char>(std::tolower(static_cast<unsigned char>(c))) : c; };
+    for (size_t i = 0; i + needle.size() <= hay.size(); ++i) {
+      size_t j = 0;
+      while (j < needle.size() && fold(hay[i + j]) == fold(needle[j])) ++j;
+      if (j == needle.size()) return static_cast<int>(i);
+    }
+    return -1;
+  };
+  const std::string run(20000, 'a');
+  struct Row {
+    std::string hay, needle;
+  } rows[] = {
+      {run + "b", std::string(300, 'a') + "b"},   // near misses until the very end
+      {run + "B", std::string(300, 'A') + "b"},   // the same, cases mixed
+      {run, std::string(300, 'a') + "b"},         // never found after the switch
+      {"xb" + run + "ab", "ab"},                  // rare byte first in the text
+      {"the lazy dog, the lazy cat", "lazy cat"},
+      {"THE LAZY CAT", "lazy cat"},
+      {"zzzz", "zzzzz"},                          // needle longer than the text
+      {"abcZ", "Z"},
+      {"\xC9t\xE9", "\xE9"},                      // bytes above 127 fold to themselves
+      {run + "q" + run.substr(0, 1500) + "Q", std::string(1200, 'a') + "q"},  // long needle, hashed fallback
+  };
+  for (const Row& r : rows) {
+    const StringBuffer sb(r.hay.c_str());
+    EXPECT_EQ(plain(r.hay, r.needle, false), sb.indexOf(r.needle.c_str())) << r.needle.substr(0, 20);
+    EXPECT_EQ(plain(r.hay, r.needle, true), sb.indexOfNoCase(r.needle.c_str())) << r.needle.substr(0, 20);
+  }
+}
+
+TEST(CompareSearch, MatchBehindZeroByteIsNotFound) {
+  const StringBuffer sb = bufferOf(std::string("abc\0needle", 10));
+  EXPECT_EQ(-1, sb.indexOf("needle"));
+  EXPECT_EQ(-1, sb.indexOfNoCase("NEEDLE"));
+  EXPECT_EQ(1, sb.indexOf("bc"));
+  EXPECT_EQ(0, sb.indexOf(""));
 }

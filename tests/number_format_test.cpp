@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <string>
@@ -106,3 +107,51 @@ TEST(NumberFormat, TemplatesAndBase64) {
 }
 
 }  // namespace
+
+// The dumps write straight into the storage chunk by chunk; a byte whose
+// text crosses a chunk edge must come out whole, and the growth must be that
+// of the chunked appends (same capacity as appending the text in chunks).
+TEST(NumberFormat, HexDumpsAcrossChunkEdges) {
+  auto hexOf = [](unsigned char b) {
+    const char* d = "0123456789ABCDEF";
+    return std::string{d[b >> 4], d[b & 15]};
+  };
+  for (unsigned n : {1u, 15u, 16u, 17u, 42u, 43u, 85u, 86u, 300u, 1000u}) {
+    std::vector<unsigned char> data(n);
+    for (unsigned i = 0; i < n; ++i) data[i] = static_cast<unsigned char>(i * 37 + 11);
+    std::string lines, plain, spaced;
+    for (unsigned i = 0; i < n; ++i) {
+      lines += hexOf(data[i]);
+      if (i % 16 == 15) lines += '\n';
+      else if (i % 2 == 1) lines += ' ';
+      plain += hexOf(data[i]);
+      spaced += " " + hexOf(data[i]);
+    }
+    auto chunked = [](const std::string& text, unsigned chunk) {
+      StringBuffer sb;
+      for (size_t at = 0; at < text.size(); at += chunk) sb.appendN(text.data() + at, unsigned(std::min<size_t>(chunk, text.size() - at)));
+      return sb.heapUsage();
+    };
+    StringBuffer a, b, c;
+    EXPECT_TRUE(a.appendHexData(data.data(), n));
+    EXPECT_TRUE(b.appendHexDataNoWS(data.data(), n, false));
+    EXPECT_TRUE(c.appendHexDataNoWS(data.data(), n, true));
+    EXPECT_EQ(lines, a.getString()) << n;
+    EXPECT_EQ(plain, b.getString()) << n;
+    EXPECT_EQ(spaced, c.getString()) << n;
+    EXPECT_EQ(chunked(lines, 128), a.heapUsage()) << n;
+    EXPECT_EQ(chunked(plain, 255), b.heapUsage()) << n;
+  }
+}
+
+TEST(NumberFormat, FailedDumpChunkKeepsEarlierChunks) {
+  std::vector<unsigned char> data(400, 0xAB);
+  StringBuffer sb;
+  ScopedAllocatorControl control;
+  control.failNth(2);  // the first chunk moves to the heap, the second cannot grow
+  EXPECT_FALSE(sb.appendHexDataNoWS(data.data(), 400, false));
+  std::string first;
+  for (int i = 0; i < 128; ++i) first += "AB";
+  first.resize(255);
+  EXPECT_EQ(first, sb.getString()) << "the text of the byte cut by the chunk edge ends the content";
+}

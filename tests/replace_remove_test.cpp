@@ -87,3 +87,34 @@ TEST(ReplaceRemove, FailedAllocationLeavesContent) {
   EXPECT_FALSE(sb.replaceLastOccurance("d", std::string(500, 'e').c_str()));
   EXPECT_EQ(text, bytesOf(sb));
 }
+
+// The rebuild is one allocation whatever the number of matches: the match
+// list of the counting pass (stack first, then the free store) never uses
+// the buffer allocator. A missing find or no match allocates nothing.
+TEST(ReplaceRemove, ReplaceAllAllocatesOnce) {
+  struct Row {
+    size_t copies;
+    const char* find;
+    const char* with;
+    unsigned expected;
+    unsigned allocations;
+  } rows[] = {
+      {100, "ab", "xyz", 100, 1},        // grows
+      {10, "ab", "xyz", 10, 0},          // the result fits the inline buffer
+      {10000, "ab", "x", 10000, 1},      // shrinks, more matches than the stack list holds
+      {10000, "ab", "ba", 10000, 1},     // same length: no counting pass
+      {10, "zz", "x", 0, 0},             // absent
+      {10, "", "x", 0, 0},               // empty find
+  };
+  for (const Row& r : rows) {
+    std::string text;
+    for (size_t i = 0; i < r.copies; ++i) text += "ab-";
+    StringBuffer sb(text.c_str());
+    std::string want;
+    for (size_t i = 0; i < r.copies; ++i) want += r.expected != 0 ? std::string(r.with) + "-" : "ab-";
+    ScopedAllocatorControl control;
+    EXPECT_EQ(r.expected, sb.replaceAllOccurances(r.find, r.with)) << r.find << r.copies;
+    EXPECT_EQ(r.allocations, control.allocations()) << r.find << r.copies;
+    EXPECT_EQ(want, sb.getString());
+  }
+}

@@ -635,6 +635,8 @@ class StringBuffer : public ObjectBase {
   void resetToEmptyInline();
   // Overwrites the content with zeros when the secure flag asks for it.
   void wipeIfSecure();
+  // The writers that fill the storage in place (hex dumps, Base64, rebuilds).
+  friend struct StringBufferTail;
 
   uint8_t m_validity = kValidityMarker;
   bool m_secure = false;

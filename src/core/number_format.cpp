@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "core/StringBuffer.h"
-#include "core/internal/chunk_stager.h"
+#include "core/internal/tail_writer.h"
 #include "lib/MimeCodec.h"
 
 namespace {
@@ -70,26 +70,42 @@ const unsigned char* reserveForOwnBytes(StringBuffer& sb, const unsigned char* d
   return reinterpret_cast<const unsigned char*>(sb.getString() + offset);
 }
 
-template <typename Stager>
-void putHexByte(Stager& stager, unsigned char b) {
-  stager.put(kUpperHex[b >> 4]);
-  stager.put(kUpperHex[b & 0xF]);
+// Writes the two digits of b at out.
+inline char* putHexByte(char* out, unsigned char b) {
+  out[0] = kUpperHex[b >> 4];
+  out[1] = kUpperHex[b & 0xF];
+  return out + 2;
 }
 
-// The one loop behind the three dump layouts: writeByte(stager, i, byte) puts
-// the text of byte i, and the staged text is appended to sb in chunks of Size
-// characters. Stops at the first failed append.
+// The one loop behind the three dump layouts: writeByte(out, i, byte) writes
+// the text of byte i (at most 3 characters) at out and returns its end; the
+// dump of total characters goes to sb in chunks of Size characters, each
+// written straight into sb's storage after the room test appendN would make,
+// so growth and the text after a failed chunk are those of chunked appends.
+// A byte whose text straddles two chunks is finished in the next one.
 template <unsigned int Size, typename WriteByte>
-bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, WriteByte writeByte) {
+bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
   if (data == nullptr || n == 0) return true;
-  data = reserveForOwnBytes(sb, data, uint64_t(n) * 3);  // no layout writes more per byte
+  data = reserveForOwnBytes(sb, data, total);
   if (data == nullptr) return false;
-  auto sink = [&sb](const unsigned char* p, unsigned int count) {
-    return sb.appendN(reinterpret_cast<const char*>(p), count);
-  };
-  ChunkStager<Size, decltype(sink)> stager(sink);
-  for (unsigned int i = 0; i < n && stager.ok(); ++i) writeByte(stager, i, data[i]);
-  return stager.finish();
+  char pending[3] = {0, 0, 0};
+  unsigned int pendingLen = 0, pendingPos = 0, i = 0;
+  for (uint64_t left = total; left != 0;) {
+    const unsigned int chunk = left < Size ? static_cast<unsigned int>(left) : Size;
+    char* out = StringBufferTail::reserve(sb, chunk);
+    if (out == nullptr) return false;
+    char* const end = out + chunk;
+    while (pendingPos < pendingLen && out < end) *out++ = pending[pendingPos++];
+    for (; end - out >= 3 && i < n; ++i) out = writeByte(out, i, data[i]);
+    while (out < end) {
+      pendingLen = static_cast<unsigned int>(writeByte(pending, i, data[i]) - pending);
+      ++i;
+      for (pendingPos = 0; pendingPos < pendingLen && out < end;) *out++ = pending[pendingPos++];
+    }
+    StringBufferTail::commit(sb, chunk);
+    left -= chunk;
+  }
+  return true;
 }
 
 // Copies pattern, puts text in place of the first slot ("%s" or "%d") and
@@ -161,27 +177,35 @@ bool StringBuffer::appendHex(unsigned int value, bool lowercase, unsigned int wi
 bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
   // Lines of 16 bytes in groups of two: a space after every second byte of a
   // line, a line feed after the sixteenth.
-  return dumpHex<kDumpChunk>(*this, data, n, [](auto& stager, unsigned int i, unsigned char b) {
-    putHexByte(stager, b);
+  const uint64_t total = uint64_t(n) * 2 + uint64_t(n / 16) * 8 + (n % 16) / 2;
+  return dumpHex<kDumpChunk>(*this, data, n, total, [](char* out, unsigned int i, unsigned char b) {
+    out = putHexByte(out, b);
     const unsigned int position = i % 16 + 1;
     if (position == 16)
-      stager.put('\n');
+      *out++ = '\n';
     else if (position % 2 == 0)
-      stager.put(' ');
+      *out++ = ' ';
+    return out;
   });
 }
 
 bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int n, bool spaceBefore) {
-  return dumpHex<kLineChunk>(*this, data, n, [spaceBefore](auto& stager, unsigned int, unsigned char b) {
-    if (spaceBefore) stager.put(' ');
-    putHexByte(stager, b);
-  });
+  const uint64_t total = uint64_t(n) * (spaceBefore ? 3 : 2);
+  if (spaceBefore) {
+    return dumpHex<kLineChunk>(*this, data, n, total, [](char* out, unsigned int, unsigned char b) {
+      *out = ' ';
+      return putHexByte(out + 1, b);
+    });
+  }
+  return dumpHex<kLineChunk>(*this, data, n, total,
+                             [](char* out, unsigned int, unsigned char b) { return putHexByte(out, b); });
 }
 
 void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int n) {
-  dumpHex<kLineChunk>(*this, data, n, [](auto& stager, unsigned int, unsigned char b) {
-    putHexByte(stager, b);
-    stager.put(' ');
+  dumpHex<kLineChunk>(*this, data, n, uint64_t(n) * 3, [](char* out, unsigned int, unsigned char b) {
+    out = putHexByte(out, b);
+    *out = ' ';
+    return out + 1;
   });
 }
 

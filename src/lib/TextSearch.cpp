@@ -23,8 +23,9 @@ bool equalFolded(const unsigned char* a, const unsigned char* b, uint32_t n) {
   return true;
 }
 
-// Window hashes for findNoCase: folded bytes read as digits in base 257,
-// modulo the largest prime below 2^32, so every product fits in 64 bits.
+// Window hashes for the long-needle fallback of findNoCase: folded bytes
+// read as digits in base 257, modulo the largest prime below 2^32, so every
+// product fits in 64 bits.
 constexpr uint64_t kHashPrime = 4294967291u;
 constexpr uint64_t kHashBase = 257;
 
@@ -39,6 +40,90 @@ uint64_t leadWeight(uint32_t m) {
   uint64_t w = 1;
   for (uint32_t i = 1; i < m; ++i) w = w * kHashBase % kHashPrime;
   return w;
+}
+
+const char* findNoCaseHashed(const char* hay, uint32_t n, const char* needle, uint32_t m) {
+  // Only those windows whose hash matches are compared in full, so a near
+  // miss such as "aa...ab" against a run of a's costs one pass.
+  const unsigned char* h = bytes(hay);
+  const unsigned char* w = bytes(needle);
+  const uint64_t want = foldedHash(w, m), lead = leadWeight(m);
+  uint64_t window = foldedHash(h, m);
+  for (uint32_t i = 0;; ++i) {
+    if (window == want && equalFolded(h + i, w, m)) return hay + i;
+    if (i == n - m) return nullptr;
+    window = (window + kHashPrime - kFold[h[i]] * lead % kHashPrime) % kHashPrime;
+    window = (window * kHashBase + kFold[h[i + m]]) % kHashPrime;
+  }
+}
+
+// How common each byte is in the text we search: lower-case letters in
+// English order, then digits and punctuation, upper case, and everything
+// else (control bytes, bytes above 127) as rare. Only the ranking matters:
+// the rarest needle byte is the one whose memchr stops least often.
+constexpr std::array<uint8_t, 256> makeByteFrequency() {
+  std::array<uint8_t, 256> f{};
+  for (unsigned i = 0; i < 256; ++i) f[i] = 1;
+  for (const char* p = ".,;:-_/\"'()=<>[]\t\r\n"; *p; ++p) f[static_cast<unsigned char>(*p)] = 35;
+  for (unsigned c = '0'; c <= '9'; ++c) f[c] = 40;
+  for (unsigned c = 'A'; c <= 'Z'; ++c) f[c] = 30;
+  const char* common = " etaoinsrhldcumfpgwybvkxjqz";
+  for (unsigned i = 0; common[i] != 0; ++i) f[static_cast<unsigned char>(common[i])] = static_cast<uint8_t>(250 - 7 * i);
+  return f;
+}
+constexpr auto kFrequency = makeByteFrequency();
+
+// Offset of the needle byte to look for with memchr. Only the first bytes
+// are weighed: a long needle is rare anyway and its head is what we compare.
+uint32_t rarestByte(const unsigned char* w, uint32_t m, bool noCase) {
+  const uint32_t span = m < 64 ? m : 64;
+  uint32_t best = 0;
+  unsigned bestScore = 1024;
+  for (uint32_t i = 0; i < span; ++i) {
+    const unsigned char lower = kFold[w[i]];
+    unsigned score = kFrequency[w[i]];
+    if (noCase) score = kFrequency[lower] + (lower >= 'a' && lower <= 'z' ? kFrequency[lower - 32] : 0);
+    if (score < bestScore) {
+      bestScore = score;
+      best = i;
+    }
+  }
+  return best;
+}
+
+// False starts are cheap while they are rare. Once the bytes compared in
+// them outweigh the bytes skipped by memchr, the shape of the text is
+// against us and the rest goes to a linear search instead.
+struct FalseStartBudget {
+  const char* origin;
+  uint64_t spent = 0;
+  bool exhausted(const char* at, uint32_t m) {
+    spent += m;
+    return spent > 4096 && spent > 4 * uint64_t(at - origin);
+  }
+};
+
+// The linear case-insensitive search: folds the text block by block into a
+// stack area and lets glibc's memmem (two-way, linear) search the folded
+// bytes. Needles longer than kFoldedNeedle go to the rolling hash.
+constexpr uint32_t kFoldedNeedle = 1024;
+constexpr uint32_t kFoldedBlock = 8192;
+
+const char* findNoCaseLinear(const char* hay, uint32_t n, const char* needle, uint32_t m) {
+  if (n < m) return nullptr;
+  if (m > kFoldedNeedle) return findNoCaseHashed(hay, n, needle, m);
+  unsigned char foldedNeedle[kFoldedNeedle];
+  unsigned char block[kFoldedBlock + kFoldedNeedle];
+  for (uint32_t i = 0; i < m; ++i) foldedNeedle[i] = kFold[bytes(needle)[i]];
+  const unsigned char* h = bytes(hay);
+  for (uint32_t pos = 0;;) {
+    const uint32_t len = n - pos < kFoldedBlock + m - 1 ? n - pos : kFoldedBlock + m - 1;
+    for (uint32_t i = 0; i < len; ++i) block[i] = kFold[h[pos + i]];
+    const void* hit = ::memmem(block, len, foldedNeedle, m);
+    if (hit != nullptr) return hay + pos + (static_cast<const unsigned char*>(hit) - block);
+    if (pos + len == n) return nullptr;
+    pos += len - (m - 1);  // the last m - 1 bytes may start a match
+  }
 }
 
 bool sameByte(unsigned char a, unsigned char b, bool caseSensitive) {
@@ -71,24 +156,63 @@ int TextSearch::compareNoCaseN(const char* a, const char* b, uint32_t n) {
 const char* TextSearch::find(const char* hay, uint32_t n, const char* needle, uint32_t m) {
   if (m == 0) return hay;
   if (hay == nullptr || needle == nullptr || m > n) return nullptr;
-  return static_cast<const char*>(::memmem(hay, n, needle, m));
+  if (m == 1) return static_cast<const char*>(std::memchr(hay, needle[0], n));
+  // memchr for the needle's rarest byte, then one compare per candidate:
+  // with a rare byte this runs at memchr's speed. glibc's memmem takes over
+  // when the candidates come too thick.
+  const uint32_t k = rarestByte(bytes(needle), m, false);
+  const char c = needle[k];
+  const char* p = hay + k;
+  const char* last = hay + (n - m) + k;  // the last place the rare byte can be
+  FalseStartBudget budget{hay};
+  while (p <= last) {
+    p = static_cast<const char*>(std::memchr(p, c, static_cast<size_t>(last - p) + 1));
+    if (p == nullptr) return nullptr;
+    const char* start = p - k;
+    if (std::memcmp(start, needle, m) == 0) return start;
+    if (budget.exhausted(p, m)) {
+      const char* rest = start + 1;
+      return static_cast<const char*>(::memmem(rest, static_cast<size_t>(hay + n - rest), needle, m));
+    }
+    ++p;
+  }
+  return nullptr;
 }
 
 const char* TextSearch::findNoCase(const char* hay, uint32_t n, const char* needle, uint32_t m) {
   if (m == 0) return hay;
   if (hay == nullptr || needle == nullptr || m > n) return nullptr;
-  // A rolling hash of each m-byte window picks the candidates and only
-  // those are compared in full, so a near miss such as "aa...ab" against a
-  // run of a's costs one pass rather than m comparisons per byte.
-  const unsigned char* h = bytes(hay);
-  const unsigned char* w = bytes(needle);
-  const uint64_t want = foldedHash(w, m), lead = leadWeight(m);
-  uint64_t window = foldedHash(h, m);
-  for (uint32_t i = 0;; ++i) {
-    if (window == want && equalFolded(h + i, w, m)) return hay + i;
-    if (i == n - m) return nullptr;
-    window = (window + kHashPrime - kFold[h[i]] * lead % kHashPrime) % kHashPrime;
-    window = (window * kHashBase + kFold[h[i + m]]) % kHashPrime;
+  // Candidates are the places of one needle byte in either case, found with
+  // memchr; the next place of each case is kept, so the text is read by
+  // memchr once. Each candidate gets one folded compare; the folded linear
+  // search takes over when false starts pile up.
+  const uint32_t k = rarestByte(bytes(needle), m, true);
+  const unsigned char lower = kFold[bytes(needle)[k]];
+  const unsigned char upper = lower >= 'a' && lower <= 'z' ? static_cast<unsigned char>(lower - 32) : lower;
+  const char* last = hay + (n - m) + k;
+  const char* p = hay + k;
+  auto next = [&last](const char* from, unsigned char c) -> const char* {
+    if (from > last) return nullptr;
+    return static_cast<const char*>(std::memchr(from, c, static_cast<size_t>(last - from) + 1));
+  };
+  const char* nextLower = next(p, lower);
+  const char* nextUpper = lower == upper ? nullptr : next(p, upper);
+  FalseStartBudget budget{hay};
+  for (;;) {
+    if (nextLower == nullptr && nextUpper == nullptr) return nullptr;
+    const bool takeLower = nextUpper == nullptr || (nextLower != nullptr && nextLower < nextUpper);
+    p = takeLower ? nextLower : nextUpper;
+    const char* start = p - k;
+    if (equalFolded(bytes(start), bytes(needle), m)) return start;
+    if (budget.exhausted(p, m)) {
+      const char* rest = start + 1;
+      const char* hit = findNoCaseLinear(rest, static_cast<uint32_t>(hay + n - rest), needle, m);
+      return hit;
+    }
+    if (takeLower)
+      nextLower = next(p + 1, lower);
+    else
+      nextUpper = next(p + 1, upper);
   }
 }
 

@@ -110,9 +110,13 @@ bool StringBuffer::containsSubstring(const char* s) const { return findSubstr(s)
 
 bool StringBuffer::containsSubstringNoCase(const char* s) const { return indexOfNoCase(s) >= 0; }
 
+// The search runs over the whole length and only then checks that no zero
+// byte comes before the match: a needle holds no zero byte, so a match
+// behind one would lie outside the text, and a search that stops early never
+// reads the rest of the content.
 const char* StringBuffer::findSubstr(const char* s) const {
   if (s == nullptr) return nullptr;
-  return TextSearch::find(m_data, textscan::textLength(m_data, m_length), s, textscan::lengthOf(s));
+  return textscan::withinText(m_data, TextSearch::find(m_data, m_length, s, textscan::lengthOf(s)));
 }
 
 int StringBuffer::indexOf(const char* s) const {
@@ -122,7 +126,8 @@ int StringBuffer::indexOf(const char* s) const {
 
 int StringBuffer::indexOfNoCase(const char* s) const {
   if (s == nullptr) return -1;
-  const char* p = TextSearch::findNoCase(m_data, textscan::textLength(m_data, m_length), s, textscan::lengthOf(s));
+  const char* p =
+      textscan::withinText(m_data, TextSearch::findNoCase(m_data, m_length, s, textscan::lengthOf(s)));
   return p != nullptr ? static_cast<int>(p - m_data) : -1;
 }
 

@@ -35,7 +35,7 @@ struct FieldSpan {
 // quote inside a quoted stretch gives the same answer as the pair rule.
 FieldSpan locateField(const char* record, unsigned int length, unsigned int index, char delimiter,
                       bool quoteMode, bool escapeMode) {
-  RecordScanner scan(record, length, recordscan::singleByte(delimiter), quoteMode, escapeMode);
+  RecordScanner scan(record, length, delimiter, quoteMode, escapeMode);
   FieldSpan f;
   f.end = length;
   for (Event ev = scan.next(); ev.stop != Stop::End; ev = scan.next()) {
@@ -78,7 +78,7 @@ class FieldMarks {
 // stretches and not escaped. Returns whether it occurs anywhere.
 bool surveyFields(const char* record, unsigned int length, char oldDelimiter, char newDelimiter,
                   bool quoteMode, bool escapeMode, FieldMarks& marks) {
-  RecordScanner scan(record, length, recordscan::singleByte(oldDelimiter), quoteMode, escapeMode);
+  RecordScanner scan(record, length, oldDelimiter, quoteMode, escapeMode);
   bool found = false;
   unsigned int field = 0;
   for (;;) {
@@ -115,7 +115,7 @@ bool StringBuffer::getNthDelimited(unsigned int index, char delimiter, bool quot
   if (index > kMaxFieldIndex || m_length == 0) return false;
 
   const unsigned int length = recordscan::recordLength(m_data, m_length);
-  RecordScanner scan(m_data, length, recordscan::singleByte(delimiter), quoteMode, escapeMode,
+  RecordScanner scan(m_data, length, delimiter, quoteMode, escapeMode,
                      /*pairQuotes=*/true);
   unsigned int field = 0;
   unsigned int chunk = 0;
@@ -242,7 +242,7 @@ bool StringBuffer::changeDelimiter(char oldDelimiter, char newDelimiter, bool qu
   FieldMarks marks;
   if (!surveyFields(m_data, length, oldDelimiter, newDelimiter, quoteMode, escapeMode, marks)) {
     // No field needs quotes: swap the delimiters where they stand.
-    RecordScanner scan(m_data, length, recordscan::singleByte(oldDelimiter), quoteMode, escapeMode);
+    RecordScanner scan(m_data, length, oldDelimiter, quoteMode, escapeMode);
     for (Event ev = scan.next(); ev.stop != Stop::End; ev = scan.next())
       if (ev.stop == Stop::Separator) m_data[ev.pos] = newDelimiter;
     return true;
@@ -256,7 +256,7 @@ bool StringBuffer::changeDelimiter(char oldDelimiter, char newDelimiter, bool qu
       !rebuilt.expectNumBytes(length + 2 * marks.count()))
     return false;
   if (marks.marked(0)) rebuilt.appendChar('"');
-  RecordScanner scan(m_data, length, recordscan::singleByte(oldDelimiter), quoteMode, escapeMode);
+  RecordScanner scan(m_data, length, oldDelimiter, quoteMode, escapeMode);
   unsigned int field = 0;
   unsigned int from = 0;
   for (Event ev = scan.next();; ev = scan.next()) {

@@ -2,6 +2,8 @@
 // rewrites are assembled in a temporary and handed over with takeSb; the
 // single-match forms splice at the match; the byte mappings work in place.
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "core/StringBuffer.h"
 #include "lib/ByteAllocator.h"
@@ -34,14 +36,49 @@ struct Finder {
   }
 };
 
-uint32_t countMatches(const char* first, const char* end, const Finder& find) {
-  uint32_t n = 0;
-  for (const char* m = first; m != nullptr;
-       m = find(m + find.needleLen, static_cast<uint32_t>(end - (m + find.needleLen)))) {
-    ++n;
+// Offsets of the matches found by a counting pass: the first few thousand
+// on the stack, the rest in a growing block from the free store (never the
+// buffer allocator, whose allocation count the rebuild keeps at one). When
+// that block cannot grow, recording stops and the walk searches on from the
+// last recorded match.
+class MatchList {
+ public:
+  void push(uint32_t offset) {
+    if (!m_recording) return;
+    if (m_size == m_capacity && !grow()) {
+      m_recording = false;
+      return;
+    }
+    slots()[m_size++] = offset;
   }
-  return n;
-}
+  // Only the first match is kept; the walk finds the others itself.
+  void stopRecording() { m_recording = false; }
+  uint32_t size() const { return m_size; }
+  uint32_t at(uint32_t i) const { return slots()[i]; }
+  // Every match is in the list.
+  bool complete() const { return m_recording; }
+
+ private:
+  static constexpr uint32_t kOnStack = 4096;
+  uint32_t* slots() { return m_heap != nullptr ? m_heap.get() : m_stack; }
+  const uint32_t* slots() const { return m_heap != nullptr ? m_heap.get() : m_stack; }
+  bool grow() {
+    const uint64_t wanted = uint64_t(m_capacity) * 2;
+    if (wanted > UINT32_MAX) return false;
+    std::unique_ptr<uint32_t[]> bigger(new (std::nothrow) uint32_t[wanted]);
+    if (bigger == nullptr) return false;
+    std::memcpy(bigger.get(), slots(), m_size * sizeof(uint32_t));
+    m_heap = std::move(bigger);
+    m_capacity = static_cast<uint32_t>(wanted);
+    return true;
+  }
+
+  uint32_t m_stack[kOnStack];
+  std::unique_ptr<uint32_t[]> m_heap;
+  uint32_t m_capacity = kOnStack;
+  uint32_t m_size = 0;
+  bool m_recording = true;
+};
 
 // A block from the library's allocator holding a copy of n bytes, wiped on
 // release when the owner's content is secure.
@@ -178,21 +215,49 @@ unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* re
   if (first == nullptr) return 0;
   // Note: a null replacement counts as "" and deletes the matches.
   const uint32_t replacementLen = textscan::lengthOf(replacement);
+  const char* end = m_data + textLen;
+  // The counting pass keeps what it found, so the rebuild never searches
+  // the same text a second time.
+  MatchList matches;
   uint64_t finalLen = textLen;
   if (replacementLen != findLen) {
-    const uint64_t n = countMatches(first, m_data + textLen, finder);
+    uint64_t n = 0;
+    for (const char* m = first; m != nullptr; ++n) {
+      matches.push(static_cast<uint32_t>(m - m_data));
+      const char* after = m + findLen;
+      m = finder(after, static_cast<uint32_t>(end - after));
+    }
     finalLen = finalLen + n * replacementLen - n * findLen;
+  } else {
+    matches.push(static_cast<uint32_t>(first - m_data));
+    matches.stopRecording();
   }
   if (finalLen > UINT32_MAX) return 0;
   StringBuffer result;
   result.setSecureBuf(m_secure);
-  // Reserving the exact size makes the rebuild a single allocation.
+  // Reserving the exact size makes the rebuild a single allocation, and
+  // lets the pieces be written straight into the new storage.
   if (!result.expectNumBytes(static_cast<uint32_t>(finalLen))) return 0;
+  char* out = result.m_data;
+  const char* cursor = m_data;
   uint32_t count = 0;
-  if (!textscan::appendReplacingAll(m_data, textLen, first, findLen, replacement, replacementLen,
-                                    finder, result, count)) {
-    return 0;
+  for (const char* match = m_data + matches.at(0); match != nullptr; ++count) {
+    std::memcpy(out, cursor, static_cast<size_t>(match - cursor));
+    out += match - cursor;
+    std::memcpy(out, replacement, replacementLen);
+    out += replacementLen;
+    cursor = match + findLen;
+    if (count + 1 < matches.size()) {
+      match = m_data + matches.at(count + 1);
+    } else if (matches.complete()) {
+      match = nullptr;
+    } else {
+      match = finder(cursor, static_cast<uint32_t>(end - cursor));
+    }
   }
+  std::memcpy(out, cursor, static_cast<size_t>(end - cursor));
+  result.m_length = static_cast<uint32_t>(finalLen);
+  result.m_data[result.m_length] = 0;
   takeSb(result);
   return count;
 }

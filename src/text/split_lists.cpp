@@ -21,7 +21,8 @@ constexpr bool kKeepPieces = false;
 
 // How one of the byte-separated splitters reads its content.
 struct SplitRule {
-  recordscan::ByteTable separators;
+  recordscan::ByteTable separators;  // used when delimiter is below 0
+  int delimiter;                      // the one separating byte, or -1
   bool quoteMode;
   bool escapeMode;
   bool shrink;
@@ -37,12 +38,16 @@ bool splitRecord(const char* data, unsigned int size, bool secure, StringBufferA
   const unsigned int length = recordscan::recordLength(data, size);
   PieceGatherer piece(list, rule.shrink, secure);
   if (!piece.begin()) return false;
-  recordscan::RecordScanner scan(data, length, rule.separators, rule.quoteMode, rule.escapeMode);
+  recordscan::RecordScanner scan =
+      rule.delimiter >= 0
+          ? recordscan::RecordScanner(data, length, static_cast<char>(rule.delimiter), rule.quoteMode,
+                                      rule.escapeMode)
+          : recordscan::RecordScanner(data, length, rule.separators, rule.quoteMode, rule.escapeMode);
   unsigned int from = 0;
   for (;;) {
     const Event ev = scan.next();
     if (ev.stop != Stop::Separator && ev.stop != Stop::End) continue;
-    piece.add(data + from, ev.pos - from);
+    piece.addWhole(data + from, ev.pos - from);
     // Note: the last piece is appended even when empty, so k separators
     // always give k + 1 pieces.
     if (ev.stop == Stop::End) return piece.finish();
@@ -94,7 +99,7 @@ bool cutAtBoundaries(const char* text, unsigned int length, const char* boundary
 
 bool StringBuffer::split(StringBufferArray& list, char delimiter, bool quoteMode,
                          bool escapeMode) const {
-  const SplitRule rule{recordscan::singleByte(delimiter), quoteMode, escapeMode, kShrinkPieces};
+  const SplitRule rule{{}, static_cast<unsigned char>(delimiter), quoteMode, escapeMode, kShrinkPieces};
   return splitRecord(m_data, m_length, m_secure, list, rule);
 }
 
@@ -110,14 +115,14 @@ bool StringBuffer::splitAndTrim(StringBufferArray& list, char delimiter, bool qu
 
 bool StringBuffer::splitUpToN(StringBufferArray& list, int n, char delimiter, bool quoteMode,
                               bool escapeMode) const {
-  SplitRule rule{recordscan::singleByte(delimiter), quoteMode, escapeMode, kShrinkPieces};
+  SplitRule rule{{}, static_cast<unsigned char>(delimiter), quoteMode, escapeMode, kShrinkPieces};
   rule.upToN = n;
   return splitRecord(m_data, m_length, m_secure, list, rule);
 }
 
 bool StringBuffer::splitByLineEndings(StringBufferArray& list, bool quoteMode,
                                       bool escapeMode) const {
-  SplitRule rule{recordscan::setOf("\r\n"), quoteMode, escapeMode, kShrinkPieces};
+  SplitRule rule{recordscan::setOf("\r\n"), -1, quoteMode, escapeMode, kShrinkPieces};
   // CR LF ends one line; LF CR ends two, with an empty one between.
   rule.crlfIsOne = true;
   return splitRecord(m_data, m_length, m_secure, list, rule);
@@ -127,7 +132,7 @@ bool StringBuffer::split2(StringBufferArray& list, const char* separators, bool 
                           bool escapeMode) const {
   // Our choice: a null set is taken as the empty set, which keeps
   // the whole content as one piece.
-  const SplitRule rule{recordscan::setOf(separators), quoteMode, escapeMode, kKeepPieces};
+  const SplitRule rule{recordscan::setOf(separators), -1, quoteMode, escapeMode, kKeepPieces};
   return splitRecord(m_data, m_length, m_secure, list, rule);
 }
 

@@ -39,6 +39,20 @@ class PieceGatherer {
     m_stager.putRun(reinterpret_cast<const unsigned char*>(p), n);
   }
 
+  // The whole piece is the n bytes at p: they go straight from the source
+  // into the piece in the same 255-byte slices the staging area would hand
+  // on, so the piece grows exactly as it would, and each byte is copied once.
+  void addWhole(const char* p, unsigned int n) {
+    if (n != 0) m_any = true;
+    if (!m_stager.finish()) m_failed = true;
+    for (; n != 0 && !m_failed;) {
+      const unsigned int slice = n < kGatherSize ? n : kGatherSize;
+      if (!m_piece->appendN(p, slice)) m_failed = true;
+      p += slice;
+      n -= slice;
+    }
+  }
+
   // Appends n bytes to the piece in one go, past the staging area.
   void addDirect(const char* p, unsigned int n) {
     if (n != 0) m_any = true;

@@ -63,11 +63,34 @@ class RecordScanner {
         m_escape(escapeMode),
         m_quote(quoteMode),
         m_pairQuotes(pairQuotes),
-        m_outside(separators) {
+        m_outside(separators),
+        m_inside{} {
     if (escapeMode) m_outside['\\'] = m_inside['\\'] = true;
     if (quoteMode) m_outside['"'] = m_inside['"'] = true;
     m_outsideSingle = soleMember(m_outside);
     m_insideSingle = soleMember(m_inside);
+  }
+
+  // One separator byte: the stops are at most three bytes, compared
+  // directly, so no table is built and reading field 1 of a short record
+  // costs only the bytes it reads.
+  RecordScanner(const char* record, uint32_t length, char separator, bool quoteMode, bool escapeMode,
+                bool pairQuotes = false)
+      : m_rec(reinterpret_cast<const unsigned char*>(record)),
+        m_len(length),
+        m_escape(escapeMode),
+        m_quote(quoteMode),
+        m_pairQuotes(pairQuotes),
+        m_small(true) {
+    m_outsideBytes.add(static_cast<unsigned char>(separator));
+    if (escapeMode) {
+      m_outsideBytes.add('\\');
+      m_insideBytes.add('\\');
+    }
+    if (quoteMode) {
+      m_outsideBytes.add('"');
+      m_insideBytes.add('"');
+    }
   }
 
   // The next structural byte after the current position.
@@ -114,10 +137,38 @@ class RecordScanner {
     return member < 0 ? -2 : member;
   }
 
+  // Up to three stop bytes; unused slots repeat the first, so every test
+  // is the same three compares.
+  struct SmallSet {
+    unsigned char b[3] = {0, 0, 0};
+    int count = 0;
+    void add(unsigned char c) {
+      for (int i = 0; i < count; ++i)
+        if (b[i] == c) return;
+      b[count++] = c;
+      for (int i = count; i < 3; ++i) b[i] = b[0];
+    }
+  };
+
+  uint32_t findSmall(const SmallSet& set, uint32_t from) const {
+    if (set.count == 0 || from >= m_len) return m_len;
+    if (set.count == 1) {
+      const auto* hit = static_cast<const unsigned char*>(std::memchr(m_rec + from, set.b[0], m_len - from));
+      return hit == nullptr ? m_len : static_cast<uint32_t>(hit - m_rec);
+    }
+    const unsigned char a = set.b[0], b = set.b[1], c = set.b[2];
+    for (; from < m_len; ++from) {
+      const unsigned char x = m_rec[from];
+      if (x == a || x == b || x == c) break;
+    }
+    return from;
+  }
+
   // First byte at or after from that may carry structure in the current
   // state. Inside quotes only quotes and backslashes can; a set of one byte
   // is searched with memchr, larger sets through the table.
   uint32_t findStop(uint32_t from) const {
+    if (m_small) return findSmall(m_inQuotes ? m_insideBytes : m_outsideBytes, from);
     const ByteTable& table = m_inQuotes ? m_inside : m_outside;
     const int single = m_inQuotes ? m_insideSingle : m_outsideSingle;
     if (single == -2 || from >= m_len) return m_len;
@@ -137,8 +188,12 @@ class RecordScanner {
   bool m_quote;
   bool m_pairQuotes;
   bool m_inQuotes = false;
+  bool m_small = false;
+  SmallSet m_outsideBytes;
+  SmallSet m_insideBytes;
+  // Filled only by the table constructor.
   ByteTable m_outside;
-  ByteTable m_inside{};
+  ByteTable m_inside;
   int m_outsideSingle = -1;  // the one member of a one-byte table, -2 for none
   int m_insideSingle = -1;
 };

@@ -47,6 +47,14 @@ inline uint32_t textLength(const char* p, uint32_t n) {
   return zero != nullptr ? static_cast<uint32_t>(static_cast<const char*>(zero) - p) : n;
 }
 
+// match, when no zero byte lies between text and it; null otherwise. Lets a
+// search run over the whole length and pay for the zero test only up to
+// where it stopped.
+inline const char* withinText(const char* text, const char* match) {
+  if (match == nullptr || std::memchr(text, 0, static_cast<size_t>(match - text)) != nullptr) return nullptr;
+  return match;
+}
+
 // Last byte equal to c in [p, p + n), or null.
 inline const char* lastByte(const char* p, uint32_t n, char c) {
   while (n != 0) {
