@@ -7,9 +7,6 @@
 
 namespace {
 
-// Per-step left rotations, four per round.
-constexpr unsigned kShift[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
-
 // floor(abs(sin(i + 1)) * 2^32), the additive constants of the 64 steps.
 constexpr uint32_t kSine[64] = {
     0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee, 0xf57c0faf, 0x4787c62a, 0xa8304613, 0xfd469501,
@@ -35,25 +32,47 @@ void storeLittle(uint32_t v, unsigned char* p) {
   p[3] = static_cast<unsigned char>(v >> 24);
 }
 
+// One step of each round: a += f(b, c, d) + x + t, rotated, plus b.
+template <typename F>
+inline void step(F f, uint32_t& a, uint32_t b, uint32_t c, uint32_t d, uint32_t x, uint32_t t, unsigned s) {
+  a = b + rotl(a + f(b, c, d) + x + t, s);
+}
+
+inline uint32_t fF(uint32_t b, uint32_t c, uint32_t d) { return d ^ (b & (c ^ d)); }
+inline uint32_t fG(uint32_t b, uint32_t c, uint32_t d) { return c ^ (d & (b ^ c)); }
+inline uint32_t fH(uint32_t b, uint32_t c, uint32_t d) { return b ^ c ^ d; }
+inline uint32_t fI(uint32_t b, uint32_t c, uint32_t d) { return c ^ (b | ~d); }
+
+// The 64 steps written out four at a time, with the word order and the
+// rotations of each round, so that the compiler keeps everything in
+// registers.
 void processBlock(uint32_t state[4], const unsigned char* block) {
   uint32_t x[16];
   for (unsigned i = 0; i < 16; ++i) x[i] = loadLittle(block + 4 * i);
   uint32_t a = state[0], b = state[1], c = state[2], d = state[3];
-  for (unsigned i = 0; i < 64; ++i) {
-    const unsigned round = i / 16;
-    uint32_t f;
-    unsigned g;
-    switch (round) {
-      case 0: f = (b & c) | (~b & d); g = i; break;
-      case 1: f = (d & b) | (~d & c); g = (5 * i + 1) & 15; break;
-      case 2: f = b ^ c ^ d; g = (3 * i + 5) & 15; break;
-      default: f = c ^ (b | ~d); g = (7 * i) & 15; break;
-    }
-    const uint32_t next = b + rotl(a + f + kSine[i] + x[g], kShift[round][i & 3]);
-    a = d;
-    d = c;
-    c = b;
-    b = next;
+  for (unsigned i = 0; i < 16; i += 4) {
+    step(fF, a, b, c, d, x[i], kSine[i], 7);
+    step(fF, d, a, b, c, x[i + 1], kSine[i + 1], 12);
+    step(fF, c, d, a, b, x[i + 2], kSine[i + 2], 17);
+    step(fF, b, c, d, a, x[i + 3], kSine[i + 3], 22);
+  }
+  for (unsigned i = 16; i < 32; i += 4) {
+    step(fG, a, b, c, d, x[(5 * i + 1) & 15], kSine[i], 5);
+    step(fG, d, a, b, c, x[(5 * i + 6) & 15], kSine[i + 1], 9);
+    step(fG, c, d, a, b, x[(5 * i + 11) & 15], kSine[i + 2], 14);
+    step(fG, b, c, d, a, x[(5 * i) & 15], kSine[i + 3], 20);
+  }
+  for (unsigned i = 32; i < 48; i += 4) {
+    step(fH, a, b, c, d, x[(3 * i + 5) & 15], kSine[i], 4);
+    step(fH, d, a, b, c, x[(3 * i + 8) & 15], kSine[i + 1], 11);
+    step(fH, c, d, a, b, x[(3 * i + 11) & 15], kSine[i + 2], 16);
+    step(fH, b, c, d, a, x[(3 * i + 14) & 15], kSine[i + 3], 23);
+  }
+  for (unsigned i = 48; i < 64; i += 4) {
+    step(fI, a, b, c, d, x[(7 * i) & 15], kSine[i], 6);
+    step(fI, d, a, b, c, x[(7 * i + 7) & 15], kSine[i + 1], 10);
+    step(fI, c, d, a, b, x[(7 * i + 14) & 15], kSine[i + 2], 15);
+    step(fI, b, c, d, a, x[(7 * i + 21) & 15], kSine[i + 3], 21);
   }
   state[0] += a;
   state[1] += b;

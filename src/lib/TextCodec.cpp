@@ -25,9 +25,10 @@ constexpr std::array<uint8_t, 256> placeTable() {
 constexpr auto kPlace = placeTable();
 
 // The ring's characters, twice over, so that a place plus a shift below the
-// ring's size needs no modulo.
-constexpr std::array<char, 2 * kRing> ringTable() {
-  std::array<char, 2 * kRing> t{};
+// ring's size needs no modulo. The spare end only serves the lookup made,
+// and then discarded, for bytes off the ring (place 0xFF, masked to 127).
+constexpr std::array<char, 128 + kRing> ringTable() {
+  std::array<char, 128 + kRing> t{};
   unsigned place = 0;
   for (unsigned c = 0; c < 256; ++c)
     if (onRing(c)) {
@@ -38,13 +39,16 @@ constexpr std::array<char, 2 * kRing> ringTable() {
 }
 constexpr auto kRingChars = ringTable();
 
-// Forward shifts by the position's amount; backward by its complement.
-void rotate(char* p, unsigned n, bool forward) {
-  unsigned shift = kStart;
+// Moves each ring byte by the position's shift. decode runs the same loop
+// with the complementary start and step, so both directions cost the same:
+// one table lookup and a select per byte.
+void rotate(char* p, unsigned n, unsigned start, unsigned stepBy) {
+  unsigned shift = start;
   for (unsigned i = 0; i < n; ++i) {
     const uint8_t place = kPlace[static_cast<unsigned char>(p[i])];
-    if (place != kOffRing) p[i] = kRingChars[place + (forward || shift == 0 ? shift : kRing - shift)];
-    shift += kStep;
+    const char moved = kRingChars[(place & 0x7F) + shift];
+    p[i] = place != kOffRing ? moved : p[i];
+    shift += stepBy;
     if (shift >= kRing) shift -= kRing;
   }
 }
@@ -56,9 +60,9 @@ char* contentOf(StringBuffer& sb) { return const_cast<char*>(sb.getString()); }
 }  // namespace
 
 void TextCodec::encode(StringBuffer& sb) {
-  if (sb.getString() != nullptr) rotate(contentOf(sb), sb.getSize(), true);
+  if (sb.getString() != nullptr) rotate(contentOf(sb), sb.getSize(), kStart, kStep);
 }
 
 void TextCodec::decode(StringBuffer& sb) {
-  if (sb.getString() != nullptr) rotate(contentOf(sb), sb.getSize(), false);
+  if (sb.getString() != nullptr) rotate(contentOf(sb), sb.getSize(), kRing - kStart, kRing - kStep);
 }

@@ -12,6 +12,7 @@
 #include "lib/Digest128.h"
 #include "lib/MimeCodec.h"
 #include "protect/internal/scratch_wipe.h"
+#include "protect/internal/small_mod.h"
 #include "protect/internal/substitution_tables.h"
 
 namespace {
@@ -44,15 +45,23 @@ class OrderArray {
   bool m_secure;
 };
 
-// (a + b) mod n for a < n and b < n + 256, without a division once n is
-// past 256, where at most two subtractions are needed.
-inline uint32_t addMod(uint64_t a, uint64_t b, uint32_t n) {
-  uint64_t x = a + b;
-  if (n <= 256) return static_cast<uint32_t>(x % n);
-  if (x >= n) x -= n;
-  if (x >= n) x -= n;
-  return static_cast<uint32_t>(x);
-}
+// (j + b) mod n for j < n and b < n + 256: by one multiplication while n is
+// small, by at most two subtractions once it is past 256.
+class KeyedStep {
+ public:
+  explicit KeyedStep(uint32_t n) : m_n(n), m_small(n) {}
+  uint32_t operator()(uint32_t j, uint32_t b) const {
+    if (m_n <= 256) return m_small(j + b);
+    uint64_t x = uint64_t(j) + b;
+    if (x >= m_n) x -= m_n;
+    if (x >= m_n) x -= m_n;
+    return static_cast<uint32_t>(x);
+  }
+
+ private:
+  uint32_t m_n;
+  sb_internal::SmallMod m_small;
+};
 
 // Fills order with a shuffle of 0..n-1 keyed by the digest of
 // (byte sum * n). A permutation of the bytes changes neither the sum nor
@@ -68,10 +77,11 @@ void buildOrder(const unsigned char* p, uint32_t n, uint32_t* order) {
   unsigned char key[Digest128::kSize];
   Digest128::compute(seedBytes, sizeof seedBytes, key);
 
+  const KeyedStep advance(n);
   uint32_t j = 0;
   for (uint32_t i = 0; i < n; ++i) {
     const uint32_t t = order[i];
-    j = addMod(j, uint64_t(t) + key[i & 15], n);
+    j = advance(j, t + key[i & 15]);
     order[i] = order[j];
     order[j] = t;
   }

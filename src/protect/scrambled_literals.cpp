@@ -2,6 +2,7 @@
 // the self-inverse literal scramble and the members that take such a
 // literal, literals in obfus form, and the salted scheme that hides a text
 // behind twelve random letters and a shuffle.
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "lib/Psdk.h"
 #include "lib/TextCodec.h"
 #include "protect/internal/scratch_wipe.h"
+#include "protect/internal/small_mod.h"
 
 namespace {
 
@@ -27,8 +29,31 @@ constexpr unsigned kSaltLetters = 12;
 // runs through all 256 values before repeating, and 197 undoes the factor
 // 13 modulo 256, so the shuffle can walk its positions backwards without
 // keeping them.
-inline uint32_t nextByte(uint32_t x) { return (13 * x + 43) & 0xFF; }
-inline uint32_t previousByte(uint32_t x) { return (197 * (x + 256 - 43)) & 0xFF; }
+constexpr uint32_t nextByte(uint32_t x) { return (13 * x + 43) & 0xFF; }
+constexpr uint32_t previousByte(uint32_t x) { return (197 * (x + 256 - 43)) & 0xFF; }
+
+// k steps of the generator at once: x_k = (mul[k] * x + add[k]) mod 256.
+struct Jump {
+  std::array<uint8_t, 256> mul{}, add{};
+};
+constexpr Jump jumpTable() {
+  Jump t{};
+  uint32_t mul = 1, add = 0;
+  for (unsigned k = 0; k < 256; ++k) {
+    t.mul[k] = static_cast<uint8_t>(mul);
+    t.add[k] = static_cast<uint8_t>(add);
+    mul = (13 * mul) & 0xFF;
+    add = nextByte(add);
+  }
+  return t;
+}
+constexpr Jump kJump = jumpTable();
+
+// The generator's value k steps on from x; it repeats every 256 steps.
+inline uint32_t stepsOn(uint32_t x, uint32_t k) {
+  k &= 0xFF;
+  return (kJump.mul[k] * x + kJump.add[k]) & 0xFF;
+}
 
 // A restored copy of a scrambled literal: literals of up to 255 bytes in a
 // local array, longer ones in a buffer that shares the caller's secure flag.
@@ -73,18 +98,26 @@ bool withRestored(const char* lit, bool secure, Op op) {
 // The shuffle positions of a content of n bytes whose bytes sum to s
 // (mod 256): x runs on from s, and each position is x mod n. Pairs are
 // taken two positions at a time.
-struct PositionWalk {
-  uint32_t x;
-  uint32_t n;
+class PositionWalk {
+ public:
+  PositionWalk(uint32_t byteSum, uint32_t n) : m_x(byteSum), m_n(n), m_mod(n) {}
   uint32_t next() {
-    x = nextByte(x);
-    return x % n;
+    m_x = nextByte(m_x);
+    return position();
   }
   uint32_t previous() {
-    const uint32_t p = x % n;
-    x = previousByte(x);
+    const uint32_t p = position();
+    m_x = previousByte(m_x);
     return p;
   }
+
+ private:
+  // x stays below 256, so past that length the remainder is x itself.
+  uint32_t position() const { return m_n > 255 ? m_x : m_mod(m_x); }
+
+  uint32_t m_x;
+  uint32_t m_n;
+  sb_internal::SmallMod m_mod;
 };
 
 uint32_t byteSumMod256(const char* data, uint32_t n) {
@@ -175,8 +208,7 @@ bool StringBuffer::saltedScramble() {
   const uint32_t n = m_length;
   if (n < 2) return true;
   const uint32_t m = n & ~1u;
-  PositionWalk walk{byteSumMod256(m_data, n), n};
-  for (uint32_t k = 0; k < m % 256; ++k) walk.next();  // the sequence repeats every 256 steps
+  PositionWalk walk(stepsOn(byteSumMod256(m_data, n), m), n);
   for (uint32_t j = m / 2; j != 0; --j) {
     const uint32_t second = walk.previous();
     const uint32_t first = walk.previous();
@@ -188,7 +220,7 @@ bool StringBuffer::saltedScramble() {
 bool StringBuffer::saltedUnscramble() {
   const uint32_t n = m_length;
   if (n >= 2) {
-    PositionWalk walk{byteSumMod256(m_data, n), n};
+    PositionWalk walk(byteSumMod256(m_data, n), n);
     for (uint32_t j = (n & ~1u) / 2; j != 0; --j) {
       const uint32_t first = walk.next();
       const uint32_t second = walk.next();
