@@ -581,6 +581,18 @@ class StringBuffer : public ObjectBase {
   // Replaces each "%NAME%" by the process environment variable NAME (an
   // unset one by nothing); a content without a pair of "%" is left alone.
   void envReplace();
+  // Replaces each "{$name}" by map's value for name, the value escaped by
+  // jsonEscape in mode 22, disguised by TextCodec::encode in mode 4, and as
+  // it is in any other mode; "{$p.name}" looks up "name". A "{" not followed
+  // by "$" keeps the byte after it as text ("{{$a}" holds no reference).
+  // Note: the result is false on every path, success included; the content
+  // is the only report. A reference to an unknown name is removed without a
+  // trace, so a caller that must know checks its names with
+  // StringMap::contains first; an unterminated "{$" stays in the text with
+  // everything after it (so a "{$" left in the content means exactly that);
+  // a value that could not be added for lack of memory (or, in mode 22,
+  // escaped) is missing from the text.
+  bool variableSubstitute(StringMap& map, int mode);
   // ---- Line layout and clean-up (text/line_layout.cpp) ----
   // Makes every line ending CR LF; returns the number of lone LF and lone CR
   // changed (0, content untouched, when none or when memory runs out).

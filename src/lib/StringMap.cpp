@@ -35,6 +35,15 @@ uint64_t hashOf(const char* s, uint32_t n) {
   return h;
 }
 
+// Slot arrays are zeroed too: the pointers they hold say where the values
+// lived.
+template <typename Slot>
+void releaseSlots(Slot* slots, uint32_t n) {
+  if (slots == nullptr) return;
+  std::memset(static_cast<void*>(slots), 0, n * sizeof(Slot));
+  ByteAllocator::release(reinterpret_cast<unsigned char*>(slots), n * sizeof(Slot));
+}
+
 uint32_t lengthOf(const char* s) { return s != nullptr ? static_cast<uint32_t>(std::strlen(s)) : 0; }
 
 }  // namespace
@@ -71,7 +80,7 @@ bool StringMap::growTo(uint32_t slotCount) {
     while (slots[j] != nullptr) j = (j + 1) & mask;
     slots[j] = e;
   }
-  ByteAllocator::release(reinterpret_cast<unsigned char*>(m_slots), m_slotCount * sizeof(Entry*));
+  releaseSlots(m_slots, m_slotCount);
   m_slots = slots;
   m_slotCount = slotCount;
   return true;
@@ -145,7 +154,7 @@ bool StringMap::contains(const char* name) const {
 void StringMap::clear() {
   for (uint32_t i = 0; i < m_slotCount; ++i)
     if (m_slots[i] != nullptr) releaseEntry(m_slots[i]);
-  ByteAllocator::release(reinterpret_cast<unsigned char*>(m_slots), m_slotCount * sizeof(Entry*));
+  releaseSlots(m_slots, m_slotCount);
   m_slots = nullptr;
   m_slotCount = 0;
   m_count = 0;
