@@ -19,6 +19,7 @@
 class DataBuffer;
 class ExtPtrArray;
 class LogBase;
+class StringMap;
 class StringBufferArray;
 class XString;
 
@@ -567,6 +568,61 @@ class StringBuffer : public ObjectBase {
   // ---- Request canonicalization (signing/canonicalize.cpp) ----
 
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
+  // Singular to plural by English word endings (lower-case endings only;
+  // "box" to "boxes", "city" to "cities", "leaf" to "leaves", else + "s").
+  void pluralize();
+  // Plural to singular by English word endings; words ending in "ss", "us",
+  // "is", "os", "as" and the word "always" are left alone.
+  void unpluralize();
+  // Upper-cases the first byte and the first byte after each run of TAB, LF,
+  // space or "-"; ASCII letters and the Latin-1 block 224..255.
+  void toProperCase();
+  // ---- Variable substitution (text/variable_substitution.cpp) ----
+  // Replaces each "%NAME%" by the process environment variable NAME (an
+  // unset one by nothing); a content without a pair of "%" is left alone.
+  void envReplace();
+  // Replaces each "{$name}" by map's value for name, the value escaped by
+  // jsonEscape in mode 22, disguised by TextCodec::encode in mode 4, and as
+  // it is in any other mode; "{$p.name}" looks up "name". A "{" not followed
+  // by "$" keeps the byte after it as text ("{{$a}" holds no reference).
+  // Note: the result is false on every path, success included; the content
+  // is the only report. A reference to an unknown name is removed without a
+  // trace, so a caller that must know checks its names with
+  // StringMap::contains first; an unterminated "{$" stays in the text with
+  // everything after it (so a "{$" left in the content means exactly that);
+  // a value that could not be added for lack of memory (or, in mode 22,
+  // escaped) is missing from the text.
+  bool variableSubstitute(StringMap& map, int mode);
+  // ---- Line layout and clean-up (text/line_layout.cpp) ----
+  // Makes every line ending CR LF; returns the number of lone LF and lone CR
+  // changed (0, content untouched, when none or when memory runs out).
+  unsigned int toCRLF();
+  // Turns every CR LF into LF; lone CRs stay. Returns the pairs replaced.
+  unsigned int toLF();
+  // Puts n bytes c in front of every line, the first included; a content
+  // ending in LF also ends in the indent. c 0 or n 0 change nothing.
+  void indent(char c, unsigned int n);
+  // Removes the spaces and TABs at the start of every line; returns the new length.
+  unsigned int unindent();
+  // Length of the longest line; CR, LF and CR LF end lines, and the last
+  // line counts even without a line ending.
+  unsigned int longestLineLength();
+  // Removes every TAB, LF, CR and space; returns the new length.
+  unsigned int removeFws();
+  // TAB, LF and CR become spaces and each run of spaces one space; returns
+  // the number of bytes removed.
+  unsigned int trimInsideSpaces();
+  // Removes * < > ? | and turns backslashes into "/"; returns the new length.
+  unsigned int removeInvalidFilenameChars();
+  // Keeps ASCII letters and digits, maps 128..255 onto them by dropping the
+  // top bit where that gives one, and turns every other byte into "0".
+  void toAlphaNumUsAscii();
+  // Keeps only the text after the last "/" or backslash of the first 2048
+  // bytes; a content without one is left alone.
+  void stripDirectory();
+  // Replaces common emoji (check marks, arrows, hearts, shapes, !? marks) by
+  // plain Unicode symbols in UTF-8, consuming a following U+FE0F.
+  void replace_emoji();
 
   // ---- In-place obfuscation (protect/obfuscation.cpp) ----
   // Reorders the bytes by a permutation keyed on the length and byte sum;
