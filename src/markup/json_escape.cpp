@@ -6,6 +6,7 @@
 
 #include "core/StringBuffer.h"
 #include "core/internal/utf8_tables.h"
+#include "markup/internal/aliasing.h"
 #include "markup/internal/byte_scan.h"
 
 namespace {
@@ -111,15 +112,6 @@ Byte* writeEscaped(const Byte* begin, const Byte* end, Byte* w) {
 
 const Byte* bytes(const char* p) { return reinterpret_cast<const Byte*>(p); }
 
-// Offset of q inside the n bytes (terminator included) at base, or -1 when it
-// lies elsewhere: arguments that alias the content must follow it when
-// growth moves it.
-int64_t offsetInside(const char* q, const char* base, uint32_t n) {
-  const auto a = reinterpret_cast<std::uintptr_t>(q);
-  const auto b = reinterpret_cast<std::uintptr_t>(base);
-  return q != nullptr && base != nullptr && a >= b && a - b <= n ? static_cast<int64_t>(a - b) : -1;
-}
-
 }  // namespace
 
 bool StringBuffer::jsonEscape() {
@@ -158,12 +150,11 @@ bool StringBuffer::appendJsonMember(bool comma, const char* name, const char* va
   // Our choice: the member is written straight into our storage after one
   // reservation, with no escaped copy of the value in between; when that
   // reservation fails nothing is appended rather than a partial member.
-  // name and value may lie in our own content, which growth moves.
-  const int64_t nameOffset = offsetInside(name, m_data, m_length);
-  const int64_t valueOffset = offsetInside(value, m_data, m_length);
+  const int64_t nameOffset = markup_alias::offsetInside(name, m_data, m_length);
+  const int64_t valueOffset = markup_alias::offsetInside(value, m_data, m_length);
   if (!ensureRoom(static_cast<unsigned int>(total))) return true;
-  if (nameOffset >= 0) name = m_data + nameOffset;
-  if (valueOffset >= 0) valueBegin = bytes(m_data + valueOffset);
+  name = markup_alias::follow(name, nameOffset, m_data);
+  valueBegin = bytes(markup_alias::follow(reinterpret_cast<const char*>(valueBegin), valueOffset, m_data));
 
   Byte* w = reinterpret_cast<Byte*>(m_data + m_length);
   if (comma) *w++ = ',';
