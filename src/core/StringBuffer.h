@@ -472,6 +472,34 @@ class StringBuffer : public ObjectBase {
   unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
 
   // ---- Code-page conversion (encoding/code_pages.cpp) ----
+  // Code pages are Windows numbers (65001 UTF-8, 1200 UTF-16LE, 1252 ...);
+  // see _tvEncodingConvert for the list and for how losses are written.
+  // In place, ANSI code page to UTF-8; log is not used.
+  void cvAnsiToUtf8(LogBase& log);
+  // In place, UTF-8 to the ANSI code page.
+  void cvUtf8ToAnsi();
+  // Empties out, then fills it with the content as UTF-16LE (from ANSI).
+  void cvAnsiToUnicode(DataBuffer& out) const;
+  // Empties out, then fills it with the content as UTF-16LE (from UTF-8).
+  void cvUtf8ToUnicode(DataBuffer& out) const;
+  // In place; text that cannot change is left alone. The converter's result.
+  bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
+  // Appends the converted content to out (only on success); this is unchanged.
+  bool convertEncoding2(int fromCodePage, int toCodePage, StringBuffer& out, LogBase& log) const;
+  // In place, codePage to the ANSI code page.
+  void convertToAnsi(int codePage);
+  // In place, the ANSI code page to codePage.
+  void convertFromAnsi(int codePage);
+  // In place, codePage to the OEM code page.
+  void convertToOem(int codePage);
+  // In place, the OEM code page to codePage.
+  void convertFromOem(int codePage);
+  // Appends the zero-terminated UTF-16 string s as UTF-8; null appends nothing.
+  bool appendNullTerminatedUtf16AsUtf8(const unsigned short* s);
+  // The content is strict UTF-8 (RFC 3629).
+  bool isValidUtf8() const;
+  // Counts the bytes above 127, and among them those rare in Windows-1252 text.
+  void countImprobableAnsiChars(unsigned int& num8bit, unsigned int& numImprobable) const;
 
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
   // Every & < > becomes its entity, entities already there included;
@@ -541,6 +569,46 @@ class StringBuffer : public ObjectBase {
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
 
   // ---- In-place obfuscation (protect/obfuscation.cpp) ----
+  // Reorders the bytes by a permutation keyed on the length and byte sum;
+  // contents under 2 bytes, and any when memory runs out, are left alone.
+  void scramble();
+  // Undoes scramble.
+  void unscramble();
+  // Replaces the content with its Base64 text, scrambled; printable.
+  void obfus();
+  // Undoes obfus (trailing zero bytes of the original are not restored).
+  void unobfus();
+  // Substitutes each printable byte by the table of its position mod 4.
+  void reverse_x();
+  // Undoes reverse_x.
+  void forward_x();
+  // setString(s), then reverse_x when that succeeded; returns setString's result.
+  bool setString_x(const char* s);
+  // The text (to its first zero byte) equals what reverse_x makes of s; null s equals only "".
+  bool equals_x(const char* s) const;
+
+  // ---- Scrambled literals (protect/scrambled_literals.cpp) ----
+  // Scrambles or restores s in place: the same call does both.
+  static void litScram(char* s);
+  // The plain operation applied to the restored literal; false for a null literal.
+  bool containsSubstring_lsc(const char* lit) const;
+  bool containsSubstringNoCase_lsc(const char* lit) const;
+  bool beginsWith_lsc(const char* lit) const;
+  bool beginsWithIgnoreCase_lsc(const char* lit) const;
+  bool equals_lsc(const char* lit) const;
+  bool equalsIgnoreCase_lsc(const char* lit) const;
+  bool append_lsc(const char* lit);
+  // Appends the bytes of a literal in obfus form.
+  bool appendObfus(const char* lit);
+  // The restored text of a literal in obfus form occurs in the content; false for null.
+  bool containsObfuscated(const char* lit) const;
+  // TextCodec::encode, literal substitution, twelve salt letters, then a
+  // shuffle keyed on the byte sum; always true.
+  bool saltedScramble();
+  // Undoes saltedScramble; always true.
+  bool saltedUnscramble();
+  // Appends the restored form of a literal made by saltedScramble.
+  bool appendSaltedLiteral(const char* lit);
 
   // ---- File load and save (io/file_load_save.cpp) ----
 
