@@ -14,6 +14,7 @@
 #include "lib/TextSearch.h"
 #include "markup/internal/aliasing.h"
 #include "markup/internal/byte_scan.h"
+#include "markup/internal/run_stager.h"
 
 namespace {
 
@@ -278,6 +279,11 @@ constexpr NamedEntity kHtmlDecoded[] = {{"lt;", '<'}, {"gt;", '>'}, {"quot;", '"
 constexpr unsigned int kStageSize = 255;
 constexpr unsigned int kFlushAt = 250;
 
+struct AppendChunk {
+  StringBuffer& out;
+  bool operator()(const Byte* p, unsigned int n) const { return out.appendN(reinterpret_cast<const char*>(p), n); }
+};
+
 }  // namespace
 
 unsigned int StringBuffer::replaceXMLSpecial() {
@@ -407,48 +413,17 @@ void StringBuffer::appendXmlNoCdataN(const char* text, unsigned int n) {
     if (!copy.appendN(text, static_cast<unsigned int>(length))) return;
     text = copy.m_data;
   }
-  Byte stage[kStageSize];
-  unsigned int used = 0;
-  bool ok = true;
-  // Our choice: after a failed chunk nothing more is appended, so the
-  // output never has a hole in the middle.
-  auto flush = [&](const void* p, unsigned int count) {
-    if (ok) ok = appendN(static_cast<const char*>(p), count);
-  };
+  markup_stage::RunStager<kFlushAt, kStageSize, AppendChunk> stager(AppendChunk{*this});
   const Byte* p = bytes(text);
   const Byte* const end = p + length;
-  while (p < end) {
-    const Byte* special = AllFive::next(p, end);
-    while (p < special) {
-      if (used == 0 && special - p >= kFlushAt) {
-        flush(p, kFlushAt);  // a whole chunk of plain text goes out unstaged
-        p += kFlushAt;
-        continue;
-      }
-      const auto take = static_cast<unsigned int>(
-          special - p < static_cast<std::ptrdiff_t>(kFlushAt - used) ? special - p : kFlushAt - used);
-      std::memcpy(stage + used, p, take);
-      used += take;
-      p += take;
-      if (used >= kFlushAt) {
-        flush(stage, used);
-        used = 0;
-      }
-    }
+  for (const Byte* special; p < end && stager.ok(); p = special + 1) {
+    special = AllFive::next(p, end);
+    stager.putRun(p, static_cast<unsigned int>(special - p));
     if (special == end) break;
-    std::memcpy(stage + used, kEntity[*special].text, kEntity[*special].length);
-    used += kEntity[*special].length;
-    ++p;
-    if (used >= kFlushAt) {
-      flush(stage, used);
-      used = 0;
-    }
+    stager.putUnit(kEntity[*special].text, kEntity[*special].length);
   }
-  if (used != 0) flush(stage, used);
-  if (m_secure) {
-    volatile Byte* area = stage;
-    for (unsigned int i = 0; i < kStageSize; ++i) area[i] = 0;
-  }
+  stager.finish();
+  if (m_secure) stager.wipe();
 }
 
 bool StringBuffer::appendAndXmlEntityEncode(const char* text, unsigned int n) {
