@@ -31,7 +31,7 @@ constexpr size_t kMiB = 1 << 20;
 const std::string& latinText() {
   static const std::string text = [] {
     const char* words[] = {"caf\xE9", "na\xEFve", "r\xE9sum\xE9", "the", "and", "\x93quoted\x94",
-                           "price", "10\x80", "stra\xDF" "e", "ni\xF1o", "data", "\x85"};
+                           "price", "10\x80", "stra\xDF\x65", "ni\xF1o", "data", "\x85"};
     std::string t;
     unsigned seed = 1;
     while (t.size() < kMiB) {
@@ -64,7 +64,7 @@ const std::string& utf8Text() {
 const std::string& mixedUtf8() {
   static const std::string text = [] {
     const char* words[] = {"caf\xC3\xA9", "the", "\xCE\xB1\xCE\xB2\xCE\xB3", "\xE4\xB8\xAD\xE6\x96\x87",
-                           "and", "\xF0\x9F\x98\x80", "stra\xC3\x9F" "e", "data", "\xE2\x80\x9Cq\xE2\x80\x9D"};
+                           "and", "\xF0\x9F\x98\x80", "stra\xC3\x9F\x65", "data", "\xE2\x80\x9Cq\xE2\x80\x9D"};
     std::string t;
     unsigned seed = 7;
     for (;;) {
