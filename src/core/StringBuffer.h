@@ -471,6 +471,14 @@ class StringBuffer : public ObjectBase {
   // ---- Character replacement (encoding/char_replace.cpp) ----
   // Replaces every occurrence of find by the byte byteValue (low 8 bits); returns the count.
   unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
+  // Below 128 as replaceAllWithUchar; 128..255 puts the UTF-8 form of that
+  // Windows-1252 character in place of find; above 255 changes nothing (0).
+  unsigned int replaceAllWithUcharUtf8(const char* find, unsigned int charCode);
+  // Replaces the character from by to in UTF-8 text (Latin-1 characters as
+  // their two-byte forms); bytes of other multi-byte characters stay.
+  void replaceCharUtf8(char from, char to);
+  // Every byte from (over the whole length) becomes to; returns the count.
+  unsigned int replaceCharAnsi(char from, char to);
 
   // ---- Code-page conversion (encoding/code_pages.cpp) ----
   // Code pages are Windows numbers (65001 UTF-8, 1200 UTF-16LE, 1252 ...);
@@ -501,6 +509,21 @@ class StringBuffer : public ObjectBase {
   bool isValidUtf8() const;
   // Counts the bytes above 127, and among them those rare in Windows-1252 text.
   void countImprobableAnsiChars(unsigned int& num8bit, unsigned int& numImprobable) const;
+  // ---- Decoding by name and encoded words (encoding/decoding.cpp) ----
+  // Appends the content decoded from the named encoding (see _clsEncode) and
+  // one zero byte; false, out untouched, for an unknown name or bad text.
+  bool decode(const char* encodingName, DataBuffer& out, LogBase& log);
+  // Replaces the content with its decoded bytes; unchanged on false.
+  bool decode_in_place(int encodingId, LogBase& log);
+  // Decodes MIME encoded words ("=?charset?B?...?=", "?Q?") to UTF-8 in place;
+  // always true.
+  bool qbDecode(LogBase& log);
+  // ---- ISO-2022-JP shielding (encoding/iso2022.cpp) ----
+  // Moves each ESC $ B ... ESC ( B segment's double-byte text into parts
+  // (pass an empty list) and leaves "TV_ISO2022_<n>" in its place.
+  void iso2022Replace(StringBufferArray& parts);
+  // Puts the segments of parts back in place of their placeholders.
+  void iso2022Restore(StringBufferArray& parts);
 
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
   // Every & < > becomes its entity, entities already there included;
