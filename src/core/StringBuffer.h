@@ -21,6 +21,10 @@ class ExtPtrArray;
 class LogBase;
 class StringBufferArray;
 class XString;
+namespace sb_internal {
+// How one canonicalizer percent-encodes; defined in signing/canonicalize.cpp.
+struct PercentEncoding;
+}  // namespace sb_internal
 
 class StringBuffer : public ObjectBase {
  public:
@@ -476,6 +480,32 @@ class StringBuffer : public ObjectBase {
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
 
   // ---- Request canonicalization (signing/canonicalize.cpp) ----
+  // Each percent-encodes the content in place, read as UTF-8 and walked by its
+  // length, into one signing scheme's canonical form: bytes outside the
+  // operation's plain set become upper-case %XX, and so does every byte of a
+  // sequence that starts at a lead byte (0xC0 and up). One allocation when
+  // something must be encoded, none otherwise; false only when it fails, and
+  // the content is then as it was.
+  // AWS URI path: A-Z a-z 0-9 - . _ ~ / plain. "%" stays before two hex
+  // digits, unless log.optionKeywords holds "NoUrlEncodePercent" (always
+  // stays) or else "AlwaysUrlEncodePercent" (always %25).
+  bool awsNormalizeUriUtf8(LogBase& log);
+  // One AWS query name or value: A-Z a-z 0-9 - . _ ~ plain, "/" too when
+  // keepSlash; "%" stays before two hex digits. The log is not read.
+  bool awsNormalizeQueryStringPart(bool keepSlash, LogBase& log);
+  // A joined AWS query: A-Z a-z 0-9 - . _ ~ % & / = ? plain.
+  bool awsNormalizeQueryParams();
+  // A URI path of the other schemes: A-Z a-z 0-9 ~ ! $ % ' ( ) * + , - . / : < = > @ _ plain.
+  bool nonAwsNormalizePath();
+  // One MWS name or value: only A-Z a-z 0-9 - . _ ~ plain; "%" always becomes %25.
+  bool mwsNormalizeQueryParams();
+  // One query value of the other schemes: A-Z a-z 0-9 ~ ! $ ' ( ) - . / : < > ? @ _
+  // plain, a space becomes "+" (in place when nothing else needs encoding);
+  // "%" stays before two hex digits. The log is not read.
+  bool nonAwsNormalizeQueryParamValue(LogBase& log);
+  // A joined query of the other schemes: as nonAwsNormalizeQueryParamValue,
+  // with % & = plain as well.
+  bool nonAwsNormalizeAllQueryParams();
 
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
 
@@ -506,6 +536,8 @@ class StringBuffer : public ObjectBase {
   void resetToEmptyInline();
   // Overwrites the content with zeros when the secure flag asks for it.
   void wipeIfSecure();
+  // The shared worker of the canonicalizers; log may be null.
+  bool percentEncodeInPlace(const sb_internal::PercentEncoding& encoding, const LogBase* log);
 
   uint8_t m_validity = kValidityMarker;
   bool m_secure = false;
