@@ -54,6 +54,21 @@ TEST(DataBuffer, AppendEncodedById) {
   }
 }
 
+TEST(DataBuffer, DecodesItsOwnBytesWhileGrowing) {
+  // The text sits in the block and the block is full, so the decoder's
+  // reservation moves it before a byte is read.
+  const std::pair<int, std::string> rows[] = {{DataBuffer::kEncodingHex, "41424344"}, {DataBuffer::kEncodingBase64, "QUJD"}};
+  for (const auto& [id, text] : rows) {
+    SCOPED_TRACE(text);
+    DataBuffer db;
+    fill(db, text + '\0');
+    while (db.getSize() < db.getBufSize()) ASSERT_TRUE(db.appendChar('x'));
+    const std::string before = contentOf(db);
+    EXPECT_TRUE(db.appendEncodedById(reinterpret_cast<const char*>(db.getData2()), id));
+    EXPECT_EQ(before + (id == DataBuffer::kEncodingHex ? "ABCD" : "ABC"), contentOf(db));
+  }
+}
+
 TEST(DataBuffer, ReshapeAndHandOver) {
   // Input, after byteSwap21, after prepForSbTake (which ends in one counted zero).
   const std::string rows[][3] = {

@@ -35,6 +35,7 @@ TEST(ReplaceRemove, SplicesAndRegions) {
       {"after final", [](StringBuffer& s) { return unsigned(s.replaceAfterFinal("/", "x")); }, "a/b/c", 1, "a/b/x"},
       {"between", [](StringBuffer& s) { return unsigned(s.replaceAllBetween("[", "]", "x", false)); }, "a[b]c[d]", 1, "a[x]c[d]"},
       {"between, markers", [](StringBuffer& s) { return unsigned(s.replaceAllBetween("[", "]", "x", true)); }, "a[b]c[d]", 1, "axc[d]"},
+      {"between, empty buffer", [](StringBuffer& s) { return unsigned(s.replaceAllBetween("", "", "X", false)); }, "", 0, ""},
       {"between, no end", [](StringBuffer& s) { return unsigned(s.replaceAllBetween("[", ")", "x", true)); }, "a[b]", 0, "a[b]"},
       {"removeBefore", [](StringBuffer& s) { return unsigned(s.removeBefore("=", true)); }, "key=value", 1, "value"},
       {"find in regions", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("{", "}", "a", "b"); }, "a{aa}a{a}", 3, "a{bb}a{b}"},

@@ -32,6 +32,8 @@ TEST(WordSearch, FindAndReplaceWholeIdsAndWords) {
       {"U+2040 is a letter", false, "word\xE2\x81\x80", "word", -1},
       {"U+00A1 is a letter", false, "\xC2\xA1word", "word", -1},
       {"digit glues", false, "word2 word", "word", 6},
+      {"retry starts inside a letter", false, "\xC3\xA9\xC3\xA9", "\xC3\xA9", 2},
+      {"look-back stops at the retry", false, "\xC3\xA9x\xC2\xA0\xC3\xA9", "\xC3\xA9", 5},
   };
   LogNull log;
   for (const Row& r : rows) {
@@ -42,6 +44,9 @@ TEST(WordSearch, FindAndReplaceWholeIdsAndWords) {
   StringBuffer words("cat catalog cat.");
   EXPECT_EQ(2u, words.replaceAllWordOccurrencesUtf8("cat", "dog", log));
   EXPECT_EQ("dog catalog dog.", bytesOf(words));
+  StringBuffer accents("\xC3\xA9\xC3\xA9");
+  EXPECT_EQ(1u, accents.replaceAllWordOccurrencesUtf8("\xC3\xA9", "e", log));
+  EXPECT_EQ("\xC3\xA9" "e", bytesOf(accents));
   StringBuffer ids = bufferOf(std::string("cid:a10 <cid:a1> cid:a12\0cid:a1", 31));
   EXPECT_EQ(1u, ids.replaceAllCidOccurrences("cid:a1", "X")) << "not inside longer ids, nor behind a zero byte";
   EXPECT_EQ("cid:a10 <X> cid:a12", bytesOf(ids)) << "like every text rewrite, ends at the zero byte";

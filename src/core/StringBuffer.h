@@ -476,8 +476,97 @@ class StringBuffer : public ObjectBase {
   unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
 
   // ---- Code-page conversion (encoding/code_pages.cpp) ----
+  // Code pages are Windows numbers (65001 UTF-8, 1200 UTF-16LE, 1252 ...);
+  // see _tvEncodingConvert for the list and for how losses are written.
+  // In place, ANSI code page to UTF-8; log is not used.
+  void cvAnsiToUtf8(LogBase& log);
+  // In place, UTF-8 to the ANSI code page.
+  void cvUtf8ToAnsi();
+  // Empties out, then fills it with the content as UTF-16LE (from ANSI).
+  void cvAnsiToUnicode(DataBuffer& out) const;
+  // Empties out, then fills it with the content as UTF-16LE (from UTF-8).
+  void cvUtf8ToUnicode(DataBuffer& out) const;
+  // In place; text that cannot change is left alone. The converter's result.
+  bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
+  // Appends the converted content to out (only on success); this is unchanged.
+  bool convertEncoding2(int fromCodePage, int toCodePage, StringBuffer& out, LogBase& log) const;
+  // In place, codePage to the ANSI code page.
+  void convertToAnsi(int codePage);
+  // In place, the ANSI code page to codePage.
+  void convertFromAnsi(int codePage);
+  // In place, codePage to the OEM code page.
+  void convertToOem(int codePage);
+  // In place, the OEM code page to codePage.
+  void convertFromOem(int codePage);
+  // Appends the zero-terminated UTF-16 string s as UTF-8; null appends nothing.
+  bool appendNullTerminatedUtf16AsUtf8(const unsigned short* s);
+  // The content is strict UTF-8 (RFC 3629).
+  bool isValidUtf8() const;
+  // Counts the bytes above 127, and among them those rare in Windows-1252 text.
+  void countImprobableAnsiChars(unsigned int& num8bit, unsigned int& numImprobable) const;
 
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
+  // Every & < > becomes its entity, entities already there included;
+  // returns the number of ">" replaced (the last of the three passes).
+  unsigned int replaceXMLSpecial();
+  // As replaceXMLSpecial, then every double quote becomes "&quot;"; returns
+  // the number of quotes replaced.
+  unsigned int replaceHTMLSpecial();
+  // Escapes & < > from byte start on, keeping numeric character references.
+  // false when memory runs out (content unchanged, or empty if the final copy
+  // back failed).
+  bool encodePreDefinedXmlEntities(unsigned int start);
+  // Escapes & < >, keeping "&lt;", "&gt;", "&amp;", "&quot;" and every
+  // reference EntityRefChecker accepts; returns the number of replacements.
+  unsigned int encodeXMLSpecial(LogBase& log);
+  // Decodes "&lt;", then "&gt;", then "&amp;" over the text; returns the total.
+  unsigned int decodeXMLSpecial();
+  // Decodes "&lt;" "&gt;" "&quot;" "&amp;" in one pass; true when anything was.
+  bool decodeHTMLSpecial();
+  // Decodes the five predefined entities from byte start on; returns the count.
+  unsigned int decodePreDefinedXmlEntities(unsigned int start);
+  // Appends text with all five entities, or as a CDATA section when it holds
+  // a TAB or LF.
+  void appendXml(const char* text);
+  // Appends text with all five entities, never as CDATA.
+  void appendXmlNoCdata(const char* text);
+  // Like appendXmlNoCdata, with at most n bytes of text.
+  void appendXmlNoCdataN(const char* text, unsigned int n);
+  // Appends n bytes of text (all of it when n is 0) with & < > escaped.
+  bool appendAndXmlEntityEncode(const char* text, unsigned int n);
+  // "<tag", the attributes (StringPair elements, null skipped), ">" and LF.
+  bool appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes);
+  // "</tag>" and LF.
+  bool appendXmlCloseTag(const char* tag);
+  // A whole element: open tag, text as appendXml writes it, close tag and LF.
+  bool appendXml(const char* tag, const ExtPtrArray& attributes, const char* content);
+  // An element with count unescaped attributes; empty content gives "<tag ... />".
+  bool simpleXml(const char* tag, const char* content, int count, const char** names,
+                 const char** values, LogBase& log);
+  // name="value" with each double quote of value written as \".
+  bool appendNameValue(const char* name, const char* value);
+
+  // ---- JSON escaping and decoding (markup/json_escape.cpp) ----
+  // Escapes the content for use inside a JSON string; UTF-8 sequences pass
+  // untouched. One allocation when anything changes, none otherwise.
+  bool jsonEscape();
+  // Appends [,]"name":"value" with value escaped; name is written as it is.
+  bool appendJsonMember(bool comma, const char* name, const char* value);
+  // Decodes count bytes of JSON string content (escapes, \u units and
+  // surrogate pairs to UTF-8) and appends them to out.
+  static bool jsonDecode(const char* source, unsigned int count, StringBuffer& out);
+
+  // ---- Links, revocation entries and unescaping (markup/links_unescape.cpp) ----
+  // Links bare web addresses of this HTML outside the head and outside anchors.
+  void autoLinkUrls();
+  // Links every http:// and https:// address in text; this object is not used.
+  void autoLinkUrls2(StringBuffer& text);
+  // Cuts one run of reason-coded revoked-certificate entries from a CRL rendering.
+  void removeCrlEntries(LogBase& log);
+  // Drops the backslash in front of ASCII punctuation; returns the new length.
+  unsigned int markdown_unescape();
+  // Drops every backslash, keeping the byte after it; returns the new length.
+  unsigned int unescape();
 
   // ---- Request canonicalization (signing/canonicalize.cpp) ----
   // Each percent-encodes the content in place, read as UTF-8 and walked by its
@@ -510,6 +599,46 @@ class StringBuffer : public ObjectBase {
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
 
   // ---- In-place obfuscation (protect/obfuscation.cpp) ----
+  // Reorders the bytes by a permutation keyed on the length and byte sum;
+  // contents under 2 bytes, and any when memory runs out, are left alone.
+  void scramble();
+  // Undoes scramble.
+  void unscramble();
+  // Replaces the content with its Base64 text, scrambled; printable.
+  void obfus();
+  // Undoes obfus (trailing zero bytes of the original are not restored).
+  void unobfus();
+  // Substitutes each printable byte by the table of its position mod 4.
+  void reverse_x();
+  // Undoes reverse_x.
+  void forward_x();
+  // setString(s), then reverse_x when that succeeded; returns setString's result.
+  bool setString_x(const char* s);
+  // The text (to its first zero byte) equals what reverse_x makes of s; null s equals only "".
+  bool equals_x(const char* s) const;
+
+  // ---- Scrambled literals (protect/scrambled_literals.cpp) ----
+  // Scrambles or restores s in place: the same call does both.
+  static void litScram(char* s);
+  // The plain operation applied to the restored literal; false for a null literal.
+  bool containsSubstring_lsc(const char* lit) const;
+  bool containsSubstringNoCase_lsc(const char* lit) const;
+  bool beginsWith_lsc(const char* lit) const;
+  bool beginsWithIgnoreCase_lsc(const char* lit) const;
+  bool equals_lsc(const char* lit) const;
+  bool equalsIgnoreCase_lsc(const char* lit) const;
+  bool append_lsc(const char* lit);
+  // Appends the bytes of a literal in obfus form.
+  bool appendObfus(const char* lit);
+  // The restored text of a literal in obfus form occurs in the content; false for null.
+  bool containsObfuscated(const char* lit) const;
+  // TextCodec::encode, literal substitution, twelve salt letters, then a
+  // shuffle keyed on the byte sum; always true.
+  bool saltedScramble();
+  // Undoes saltedScramble; always true.
+  bool saltedUnscramble();
+  // Appends the restored form of a literal made by saltedScramble.
+  bool appendSaltedLiteral(const char* lit);
 
   // ---- File load and save (io/file_load_save.cpp) ----
 

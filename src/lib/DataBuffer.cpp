@@ -38,6 +38,7 @@ bool pointsInto(const void* p, const unsigned char* block, uint32_t size) {
 }  // namespace
 
 DataBuffer::~DataBuffer() {
+  if (m_secure && m_data != nullptr) std::memset(m_data, 0, m_size);
   ByteAllocator::release(m_data, m_capacity);
 }
 
@@ -45,6 +46,7 @@ bool DataBuffer::reallocate(uint32_t capacity) {
   unsigned char* block = ByteAllocator::allocate(capacity);
   if (block == nullptr) return false;
   if (m_size != 0) std::memcpy(block, m_data, m_size);
+  if (m_secure && m_size != 0) std::memset(m_data, 0, m_size);
   ByteAllocator::release(m_data, m_capacity);
   m_data = block;
   m_capacity = capacity;
@@ -75,6 +77,11 @@ bool DataBuffer::append(const void* data, unsigned int n) {
   return true;
 }
 
+unsigned char* DataBuffer::reserveTail(unsigned int n) {
+  if (!reserveMore(n == 0 ? 1 : n)) return nullptr;
+  return m_data + m_size;
+}
+
 bool DataBuffer::appendChar(unsigned char c) {
   if (!reserveMore(1)) return false;
   m_data[m_size++] = c;
@@ -89,8 +96,12 @@ bool DataBuffer::ensureBuffer(unsigned int n) {
 }
 
 bool DataBuffer::appendHex(const char* text, uint32_t length) {
+  // As in append: text from this buffer's own block is found again by its
+  // offset once the growth has moved the block.
+  const bool inside = pointsInto(text, m_data, m_capacity);
+  const size_t offset = inside ? reinterpret_cast<const unsigned char*>(text) - m_data : 0;
   if (!ensureBuffer(length / 2)) return false;
-  const auto* p = reinterpret_cast<const unsigned char*>(text);
+  const auto* p = inside ? m_data + offset : reinterpret_cast<const unsigned char*>(text);
   const unsigned char* end = p + length;
   for (; end - p >= 2; p += 2) {
     const uint8_t hi = kHexValue[p[0]];

@@ -29,6 +29,17 @@ class DataBuffer {
   bool isEmpty() const { return m_size == 0; }
   // Size of the allocated block (0 without one); at least getSize().
   unsigned int getBufSize() const { return m_capacity; }
+  // For writers that fill the buffer straight from a table: makes room for n
+  // more bytes and returns where they go (null when memory runs out). The
+  // bytes count as content only once commitTail says how many were written.
+  unsigned char* reserveTail(unsigned int n);
+  // Adds n bytes written behind the content to it; n must not exceed what
+  // the last reserveTail made room for.
+  void commitTail(unsigned int n) { m_size += n; }
+  // When set, the content is overwritten with zeros before its block is
+  // released (growth and destruction): for scratch buffers that stage the
+  // text of a secure StringBuffer.
+  void setSecure(bool secure) { m_secure = secure; }
 
   // Appends n bytes, which may lie inside this buffer; null data or n == 0
   // appends nothing and succeeds. False when memory runs out.
@@ -72,4 +83,5 @@ class DataBuffer {
   uint32_t m_capacity = 0;
   // What getData2() points at while there is no block.
   unsigned char m_none = 0;
+  bool m_secure = false;
 };

@@ -122,10 +122,18 @@ bool MimeCodec::encodeBase64(const void* data, unsigned int n, StringBuffer& out
 
 bool MimeCodec::decodeBase64(const char* text, unsigned int n, DataBuffer& out) {
   if (text == nullptr || n == 0) return true;
+  // Text taken from out's own block moves when out grows: reserve first,
+  // then read it where it went. The bytes decoded land behind the content,
+  // so text inside the content is never overwritten while it is read.
+  const unsigned char* own = out.getData2();
+  const auto* source = reinterpret_cast<const unsigned char*>(text);
+  const std::less<const unsigned char*> below;
+  const bool inside = out.getBufSize() != 0 && !below(source, own) && below(source, own + out.getBufSize());
+  const ptrdiff_t offset = inside ? source - own : 0;
   // Every 4 characters give at most 3 bytes; reserving that once means the
   // sink's appends never allocate and a failure appends nothing.
   if (!out.ensureBuffer(n / 4 * 3 + 2)) return false;
-  const auto* p = reinterpret_cast<const unsigned char*>(text);
+  const unsigned char* p = inside ? out.getData2() + offset : source;
   const unsigned char* const end = p + n;
   ByteSink sink(out);
   uint32_t acc = 0;

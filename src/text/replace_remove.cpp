@@ -236,6 +236,9 @@ bool StringBuffer::replaceAfterFinal(const char* marker, const char* replacement
 bool StringBuffer::replaceAllBetween(const char* beginMarker, const char* endMarker,
                                      const char* replacement, bool replaceMarkers) {
   if (beginMarker == nullptr || endMarker == nullptr || replacement == nullptr) return false;
+  // The text before the begin marker is taken from offset 0, which an empty
+  // buffer does not have: even two empty markers find no region in it.
+  if (m_length == 0) return false;
   const uint32_t textLen = textscan::textLength(m_data, m_length);
   const char* textEnd = m_data + textLen;
   const uint32_t beginLen = textscan::lengthOf(beginMarker);

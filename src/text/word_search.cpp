@@ -26,21 +26,24 @@ u8 at(const char* p, long i) { return static_cast<u8>(p[i]); }
 
 // Content ids: a match needs a non-id byte (or the text's edge) on each side.
 struct CidBoundary {
-  static bool before(const char* /*text*/, const char* m) { return !kCid[at(m, -1)]; }
+  static bool before(const char* /*from*/, const char* m) { return !kCid[at(m, -1)]; }
   static bool after(const char* p) { return !kCid[at(p, 0)]; }
 };
 
 // UTF-8 words: ASCII letters and digits are word bytes; U+00A0 (C2 A0) and
 // the general punctuation block U+2000..U+203F (E2 80 xx) are boundaries;
-// any other non-ASCII character is part of a word.
+// any other non-ASCII character is part of a word. The look-back sees only
+// the bytes from `from` on, so a high byte just behind the start of a retried
+// search ends a character whose lead byte was left behind: «éé» holds «é» at
+// offset 2 once the match at 0 is rejected.
 struct WordBoundary {
-  static bool before(const char* text, const char* m) {
+  static bool before(const char* from, const char* m) {
     const u8 b = at(m, -1);
     if (b < 128) return !kWordAscii[b];
-    const long avail = m - text;
+    const long avail = m - from;
     if (avail >= 3 && at(m, -3) == 226 && at(m, -2) == 128) return true;
     if (avail >= 2) return at(m, -2) == 194 && b == 160;
-    return true;  // a lone high byte at the start of the text
+    return true;  // the first byte of the current search
   }
   static bool after(const char* p) {
     const u8 b = at(p, 0);
@@ -50,22 +53,23 @@ struct WordBoundary {
 };
 
 // First match of the m bytes at needle in the n bytes at text that has a
-// boundary on both sides. A rejected match is retried one byte further on.
-// Note: the byte before a retried match is judged against the whole text,
-// not only the part searched since the rejection, so "aa" is not accepted
-// in the middle of "baa" just because the search restarted inside it.
+// boundary on both sides. A rejected match is retried from one byte further
+// on, and the byte before a later match is judged within that retried search.
+// Note: a match that starts exactly where the retried search starts (only a
+// needle that overlaps itself can do that) is judged against the whole text,
+// so "aa" is not accepted in the middle of "baa" just because the search
+// restarted inside it.
 template <typename Boundary>
 const char* findBounded(const char* text, uint32_t n, const char* needle, uint32_t m) {
   const char* end = text + n;
   for (const char* from = text;;) {
     const char* hit = TextSearch::find(from, static_cast<uint32_t>(end - from), needle, m);
     if (hit == nullptr) return nullptr;
-    const bool beforeOk = hit == text || Boundary::before(text, hit);
+    const bool beforeOk = hit == text || Boundary::before(hit == from ? text : from, hit);
     if (beforeOk && (hit + m == end || Boundary::after(hit + m))) return hit;
     from = hit + 1;
   }
 }
-
 
 // Replace-all over the text view of sb with a boundary-checked finder; the
 // rest behind each replaced match is searched as a text of its own.
