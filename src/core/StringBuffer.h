@@ -641,6 +641,46 @@ class StringBuffer : public ObjectBase {
   bool appendSaltedLiteral(const char* lit);
 
   // ---- File load and save (io/file_load_save.cpp) ----
+  // Paths are UTF-8; a null log records nothing. Access obeys the file
+  // policy of _tvFileSys (lib/_tvFileSys.h).
+  // Appends the file's bytes. A byte-order mark at the start of those bytes
+  // is normalised: UTF-8's (EF BB BF, when more follows) is dropped, UTF-16
+  // in either order is converted to UTF-8. On failure the content is as it was.
+  bool loadFileX(XString& path, LogBase* log);
+  // loadFileX with a NUL-terminated path.
+  bool loadFileUtf8(const char* path, LogBase* log);
+  // A new buffer holding the file, or null; release it with deleteSb. A
+  // "file:///" prefix (any case) is dropped and "|" read as ":".
+  static StringBuffer* createFromFileX(XString& path, LogBase* log);
+  static StringBuffer* createFromFileUtf8(const char* path, LogBase* log);
+  // Replaces the file with the content, all or nothing: a failed write
+  // leaves the old file whole.
+  bool saveToFileUtf8(const char* path, LogBase* log) const;
+  // Adds the content at the end of the file, creating it when missing.
+  bool appendToFileUtf8(const char* path, LogBase* log) const;
+
+  // ---- Log redaction (io/log_redaction.cpp) ----
+  // Credential header names, held scrambled and tested in this order:
+  //   1 "Authorization: Basic "             masked as "****"
+  //   2 "Authorization: Bearer "            masked as "****"
+  //   3 "Authorization: Digest "            masked as "****"
+  //   4 "Authorization: AWS4-HMAC-SHA256 "  masked as "****"
+  //   5 "Authorization:"                    masked as " ****"
+  //   6 "Cookie:"                           masked as " ****"
+  //   7 "X-Amz-Security-Token:"             masked as " ****"
+  // Names 1-5 are one header's forms, most specific first, so the scheme
+  // word stays readable; "Proxy-Authorization:" holds them as well.
+  // Masks, in place, the value up to "\r\n" behind the first occurrence of
+  // the first of names 1-5 found and of names 6 and 7 each; case-sensitive.
+  // The log is not read.
+  static void redactHeaderValues(StringBuffer& text, LogBase& log);
+  // Extension: masks every occurrence of every credential header, names
+  // matched without regard to case: names 1-7 above, then "X-Api-Key:" and
+  // "X-Auth-Token:". On each line the first name of that list found is
+  // masked with its mask; the value runs to CR LF, a lone LF or the end of
+  // the text. False when memory runs out, with the text as it was. The log
+  // is not read.
+  static bool redactAllHeaderValues(StringBuffer& text, LogBase& log);
 
   // ---- Extensions: what users of modern byte-string classes expect (core/extensions.cpp) ----
 
