@@ -121,12 +121,13 @@ uint64_t countUnitByUnit(const Encoding& e, PercentRule percent, const unsigned 
   return sum;
 }
 
-// For each byte, bit 0: it is a continuation byte (0x80..0xBF); bits 1 and
-// up: one bit for each continuation byte a lead announces behind itself.
+// For each byte, bit 0: it is not a continuation byte (0x80..0xBF); bit k
+// (k >= 1): a lead byte announcing that the byte k places ahead must be one.
 constexpr std::array<uint8_t, 256> kSequenceBits = [] {
   std::array<uint8_t, 256> t{};
-  for (int b = 0x80; b < 0xC0; ++b) t[b] = 1;
-  for (int b = 0xC0; b < 256; ++b) t[b] = static_cast<uint8_t>(((1u << sb_internal::kTrailingBytesForUtf8[b]) - 1) << 1);
+  for (int b = 0; b < 256; ++b) t[b] = b >= 0x80 && b < 0xC0 ? 0 : 1;
+  for (int b = 0xC0; b < 256; ++b)
+    t[b] = static_cast<uint8_t>(1 | ((1u << sb_internal::kTrailingBytesForUtf8[b]) - 1) << 1);
   return t;
 }();
 
@@ -145,8 +146,11 @@ uint64_t countEscapes(const Encoding& e, PercentRule percent, const unsigned cha
   for (const unsigned char* p = begin; p < end; ++p) {
     const unsigned bits = kSequenceBits[*p];
     sum += e.cost[*p];
-    broken |= owed & ~bits & 1;
-    owed = (owed >> 1) | (bits >> 1);
+    // Bit 0: an owed byte that is no continuation byte. A higher bit: a
+    // byte owed twice, which only a lead inside a sequence causes, and that
+    // lead has already set bit 0.
+    broken |= owed & bits;
+    owed = (owed | bits) >> 1;
   }
   // A sequence cut short by the end owes bytes that do not exist: that is
   // fine, as only the bytes that are there are encoded.
