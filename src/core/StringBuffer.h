@@ -22,6 +22,10 @@ class LogBase;
 class StringMap;
 class StringBufferArray;
 class XString;
+namespace sb_internal {
+// How one canonicalizer percent-encodes; defined in signing/canonicalize.cpp.
+struct PercentEncoding;
+}  // namespace sb_internal
 
 class StringBuffer : public ObjectBase {
  public:
@@ -589,6 +593,32 @@ class StringBuffer : public ObjectBase {
   unsigned int unescape();
 
   // ---- Request canonicalization (signing/canonicalize.cpp) ----
+  // Each percent-encodes the content in place, read as UTF-8 and walked by its
+  // length, into one signing scheme's canonical form: bytes outside the
+  // operation's plain set become upper-case %XX, and so does every byte of a
+  // sequence that starts at a lead byte (0xC0 and up). One allocation when
+  // something must be encoded, none otherwise; false only when it fails, and
+  // the content is then as it was.
+  // AWS URI path: A-Z a-z 0-9 - . _ ~ / plain. "%" stays before two hex
+  // digits, unless log.optionKeywords holds "NoUrlEncodePercent" (always
+  // stays) or else "AlwaysUrlEncodePercent" (always %25).
+  bool awsNormalizeUriUtf8(LogBase& log);
+  // One AWS query name or value: A-Z a-z 0-9 - . _ ~ plain, "/" too when
+  // keepSlash; "%" stays before two hex digits. The log is not read.
+  bool awsNormalizeQueryStringPart(bool keepSlash, LogBase& log);
+  // A joined AWS query: A-Z a-z 0-9 - . _ ~ % & / = ? plain.
+  bool awsNormalizeQueryParams();
+  // A URI path of the other schemes: A-Z a-z 0-9 ~ ! $ % ' ( ) * + , - . / : < = > @ _ plain.
+  bool nonAwsNormalizePath();
+  // One MWS name or value: only A-Z a-z 0-9 - . _ ~ plain; "%" always becomes %25.
+  bool mwsNormalizeQueryParams();
+  // One query value of the other schemes: A-Z a-z 0-9 ~ ! $ ' ( ) - . / : < > ? @ _
+  // plain, a space becomes "+" (in place when nothing else needs encoding);
+  // "%" stays before two hex digits. The log is not read.
+  bool nonAwsNormalizeQueryParamValue(LogBase& log);
+  // A joined query of the other schemes: as nonAwsNormalizeQueryParamValue,
+  // with % & = plain as well.
+  bool nonAwsNormalizeAllQueryParams();
 
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
   // Singular to plural by English word endings (lower-case endings only;
@@ -690,6 +720,46 @@ class StringBuffer : public ObjectBase {
   bool appendSaltedLiteral(const char* lit);
 
   // ---- File load and save (io/file_load_save.cpp) ----
+  // Paths are UTF-8; a null log records nothing. Access obeys the file
+  // policy of _tvFileSys (lib/_tvFileSys.h).
+  // Appends the file's bytes. A byte-order mark at the start of those bytes
+  // is normalised: UTF-8's (EF BB BF, when more follows) is dropped, UTF-16
+  // in either order is converted to UTF-8. On failure the content is as it was.
+  bool loadFileX(XString& path, LogBase* log);
+  // loadFileX with a NUL-terminated path.
+  bool loadFileUtf8(const char* path, LogBase* log);
+  // A new buffer holding the file, or null; release it with deleteSb. A
+  // "file:///" prefix (any case) is dropped and "|" read as ":".
+  static StringBuffer* createFromFileX(XString& path, LogBase* log);
+  static StringBuffer* createFromFileUtf8(const char* path, LogBase* log);
+  // Replaces the file with the content, all or nothing: a failed write
+  // leaves the old file whole.
+  bool saveToFileUtf8(const char* path, LogBase* log) const;
+  // Adds the content at the end of the file, creating it when missing.
+  bool appendToFileUtf8(const char* path, LogBase* log) const;
+
+  // ---- Log redaction (io/log_redaction.cpp) ----
+  // Credential header names, held scrambled and tested in this order:
+  //   1 "Authorization: Basic "             masked as "****"
+  //   2 "Authorization: Bearer "            masked as "****"
+  //   3 "Authorization: Digest "            masked as "****"
+  //   4 "Authorization: AWS4-HMAC-SHA256 "  masked as "****"
+  //   5 "Authorization:"                    masked as " ****"
+  //   6 "Cookie:"                           masked as " ****"
+  //   7 "X-Amz-Security-Token:"             masked as " ****"
+  // Names 1-5 are one header's forms, most specific first, so the scheme
+  // word stays readable; "Proxy-Authorization:" holds them as well.
+  // Masks, in place, the value up to "\r\n" behind the first occurrence of
+  // the first of names 1-5 found and of names 6 and 7 each; case-sensitive.
+  // The log is not read.
+  static void redactHeaderValues(StringBuffer& text, LogBase& log);
+  // Extension: masks every occurrence of every credential header, names
+  // matched without regard to case: names 1-7 above, then "X-Api-Key:" and
+  // "X-Auth-Token:". On each line the first name of that list found is
+  // masked with its mask; the value runs to CR LF, a lone LF or the end of
+  // the text. False when memory runs out, with the text as it was. The log
+  // is not read.
+  static bool redactAllHeaderValues(StringBuffer& text, LogBase& log);
 
   // ---- Extensions: what users of modern byte-string classes expect (core/extensions.cpp) ----
 
@@ -716,6 +786,8 @@ class StringBuffer : public ObjectBase {
   void wipeIfSecure();
   // The writers that fill the storage in place (hex dumps, Base64, rebuilds).
   friend struct StringBufferTail;
+  // The shared worker of the canonicalizers; log may be null.
+  bool percentEncodeInPlace(const sb_internal::PercentEncoding& encoding, const LogBase* log);
 
   uint8_t m_validity = kValidityMarker;
   bool m_secure = false;
