@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "lib/ExtPtrArray.h"
+#include "models.h"
 #include "test_support.h"
 
 namespace {
@@ -54,6 +55,16 @@ TEST(Tokenizers, TokensAreAppendedAndShrunk) {
   // Gathered 255 bytes at a time, then shrunk as the splitters do.
   EXPECT_EQ(458u, list.elementAt(1)->heapUsage());
   EXPECT_EQ(2001u, list.elementAt(3)->heapUsage());
+}
+
+TEST(Tokenizers, EveryShortTextAgreesWithTheModel) {
+  model::forEachString("a \"\\;", 6, [](const string& text) {
+    const StringBuffer sb = bufferOf(text);
+    ExtPtrArray list;
+    sb.tokenize(list, ";");
+    ASSERT_EQ(model::tokenize(text, ";"), tokensOf(list)) << text;
+    ASSERT_EQ(model::tokenize(text, ";", true).size(), sb.tokenCount(";")) << text;
+  });
 }
 
 }  // namespace
