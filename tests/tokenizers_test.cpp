@@ -58,7 +58,7 @@ TEST(Tokenizers, TokensAreAppendedAndShrunk) {
 }
 
 TEST(Tokenizers, EveryShortTextAgreesWithTheModel) {
-  model::forEachString("a \"\\;", 6, [](const string& text) {
+  model::forEachString("a \"\\;", 5, [](const string& text) {
     const StringBuffer sb = bufferOf(text);
     ExtPtrArray list;
     sb.tokenize(list, ";");
