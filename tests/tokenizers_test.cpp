@@ -32,6 +32,7 @@ TEST(Tokenizers, TokenizeAndCount) {
       {"escape inside quotes", "\"a\\\" b\" c", nullptr, {"\"a\\\" b\"", "c"}, 2},
       {"escaped quote opens nothing", "\\\"a b\"", nullptr, {"\\\"a", "b\""}, 2},
       {"only white space, VT is none", " \t\r\n\v", nullptr, {"\v"}, 1},
+      {"a control byte is a word", "\x01 b", nullptr, {"\x01", "b"}, 2},
       {"zero byte ends the text", string("a b\0c d", 7), nullptr, {"a", "b"}, 2},
       {"white space wins over a separator", "a b", " ", {"a", "b"}, 2},
   };
