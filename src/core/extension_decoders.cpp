@@ -3,6 +3,7 @@
 // reserved once, or, for the in-place forms, first runs dry to prove the text
 // well formed, since a decode over its own input cannot be undone.
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 #include "core/StringBuffer.h"
@@ -139,15 +140,29 @@ bool walkBase64(const unsigned char* p, size_t n, const Base64Tables& t, bool sk
 // ---- Hex ----
 
 // Pairs of digits; the OR of every pair is kept and tested once at the end,
-// so the loop has no branch. Writing byte i after reading digits 2i and
-// 2i + 1 keeps an in-place decode safe.
+// so the loop has no branch. Four bytes are put together and stored at once;
+// byte i is written only after digits 2i and 2i + 1 were read, which keeps
+// an in-place decode safe.
 template <bool Write>
 bool walkHex(const unsigned char* p, size_t n, unsigned char* out, size_t& written) {
   if (n % 2 != 0) return false;
   const size_t pairs = n / 2;
-  uint16_t seen = 0;
-  for (size_t i = 0; i < pairs; ++i) {
-    const uint16_t v = kHighDigit[p[2 * i]] | kLowDigit[p[2 * i + 1]];
+  uint32_t seen = 0;
+  size_t i = 0;
+  for (; i + 4 <= pairs; i += 4, p += 8) {
+    const uint32_t a = kHighDigit[p[0]] | kLowDigit[p[1]];
+    const uint32_t b = kHighDigit[p[2]] | kLowDigit[p[3]];
+    const uint32_t c = kHighDigit[p[4]] | kLowDigit[p[5]];
+    const uint32_t d = kHighDigit[p[6]] | kLowDigit[p[7]];
+    seen |= a | b | c | d;
+    if (Write) {
+      const unsigned char four[4] = {static_cast<unsigned char>(a), static_cast<unsigned char>(b),
+                                     static_cast<unsigned char>(c), static_cast<unsigned char>(d)};
+      std::memcpy(out + i, four, 4);
+    }
+  }
+  for (; i < pairs; ++i, p += 2) {
+    const uint32_t v = kHighDigit[p[0]] | kLowDigit[p[1]];
     seen |= v;
     if (Write) out[i] = static_cast<unsigned char>(v);
   }
@@ -162,25 +177,50 @@ const unsigned char* findByte(const unsigned char* p, const unsigned char* end, 
   return hit != nullptr ? static_cast<const unsigned char*>(hit) : end;
 }
 
-// Plain runs are found with memchr and moved whole. The next "%" and the
-// next "+" are each searched for once and kept until the walk passes them.
+// The bytes a percent decoder must stop at, without and with "+" as space.
+constexpr std::array<bool, 256> stopBytes(bool plus) {
+  std::array<bool, 256> t{};
+  t['%'] = true;
+  t['+'] = plus;
+  return t;
+}
+constexpr auto kStopPercent = stopBytes(false);
+constexpr auto kStopPercentPlus = stopBytes(true);
+// Bytes tried one by one before a library search takes over.
+constexpr ptrdiff_t kHandScan = 16;
+
+// Escapes in query text come every few bytes, where a memchr call costs more
+// than the run it finds; so the next bytes are first tried by hand (copied as
+// they go), and only a longer run is left to memchr. The next "%" and the
+// next "+" memchr found are kept until the walk passes them, so no byte is
+// searched twice.
 template <bool Write>
 bool walkPercent(const unsigned char* p, size_t n, bool plusIsSpace, unsigned char* out, size_t& written) {
+  const std::array<bool, 256>& stop = plusIsSpace ? kStopPercentPlus : kStopPercent;
   const unsigned char* const end = p + n;
-  const unsigned char* percent = findByte(p, end, '%');
-  const unsigned char* plus = plusIsSpace ? findByte(p, end, '+') : end;
+  // Both start out "behind the walk", i.e. not searched yet.
+  const unsigned char* percent = p;
+  const unsigned char* plus = p;
   size_t w = 0;
-  while (true) {
-    const unsigned char* stop = percent < plus ? percent : plus;
-    const auto run = static_cast<size_t>(stop - p);
-    if (Write && run != 0 && out + w != p) std::memmove(out + w, p, run);
-    w += run;
-    p = stop;
-    if (p == end) break;
-    if (p == plus) {
+  while (p != end) {
+    const unsigned char* limit = end - p > kHandScan ? p + kHandScan : end;
+    for (; p != limit && !stop[*p]; ++p, ++w)
+      if (Write) out[w] = *p;
+    if (p == limit) {
+      if (p == end) break;
+      if (percent < p) percent = findByte(p, end, '%');
+      if (plusIsSpace && plus < p) plus = findByte(p, end, '+');
+      const unsigned char* next = plusIsSpace && plus < percent ? plus : percent;
+      const auto run = static_cast<size_t>(next - p);
+      if (Write) std::memmove(out + w, p, run);
+      w += run;
+      p = next;
+      if (p == end) break;
+    }
+    if (*p == '+') {
       if (Write) out[w] = ' ';
       ++w;
-      plus = findByte(++p, end, '+');
+      ++p;
       continue;
     }
     if (end - p < 3) return false;
@@ -189,7 +229,6 @@ bool walkPercent(const unsigned char* p, size_t n, bool plusIsSpace, unsigned ch
     if (Write) out[w] = static_cast<unsigned char>(v);
     ++w;
     p += 3;
-    percent = findByte(p, end, '%');
   }
   written = w;
   return true;
