@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstdio>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -403,6 +406,50 @@ TEST(Extensions, AppendFormat) {
   EXPECT_FALSE(kept.appendFormat("%0300d", 7));
   EXPECT_EQ("kept", bytesOf(kept));
   EXPECT_STREQ("kept", kept.getString());
+}
+
+// Each row formats the same call with snprintf and with appendFormat (into a
+// buffer holding "<"), so every flag, width, precision and length modifier is
+// checked against the C library, including the forms handed on to it.
+const char* gNothing = nullptr;  // not a constant, so the compiler lets "%s" take it
+#define FORMAT_ROW(...)                                                \
+  [](StringBuffer& sb, std::string& expected) {                        \
+    char area[1024];                                                   \
+    const int n = std::snprintf(area, sizeof area, __VA_ARGS__);       \
+    expected = "<" + std::string(area, static_cast<size_t>(n));        \
+    return sb.appendFormat(__VA_ARGS__);                               \
+  }
+
+TEST(Extensions, AppendFormatMatchesTheCLibrary) {
+  using Row = std::function<bool(StringBuffer&, std::string&)>;
+  const Row rows[] = {
+      FORMAT_ROW("%d|%i|%5d|%-5d|%05d|%+d|% d|%.3d|%.0d|%5.3d|%-+6d|", -42, 7, 42, 42, -42, 0, 5, 9, 0, 7, 3),
+      FORMAT_ROW("%d %d %u %u", INT_MIN, INT_MAX, 0u, UINT_MAX),
+      FORMAT_ROW("%u %o %x %X %#o %#x %#X %#08x %.0u %.0o %#.0o %#.0x %#o", 8u, 8u, 255u, 255u, 8u, 255u, 255u, 255u,
+                 0u, 0u, 0u, 0u, 0u),
+      FORMAT_ROW("%-#8x|%#5X|%08x", 5u, 0xABu, 7u),
+      FORMAT_ROW("%hhd %hd %ld %lld %zd %jd %td", static_cast<signed char>(-128), static_cast<short>(-30000), LONG_MIN, LLONG_MIN, static_cast<ptrdiff_t>(-1),
+                 static_cast<intmax_t>(-2), static_cast<ptrdiff_t>(-3)),
+      FORMAT_ROW("%hhu %hu %lu %llu %zu %ju %tx %llx", static_cast<unsigned char>(200), static_cast<unsigned short>(60000), ULONG_MAX, ULLONG_MAX, SIZE_MAX,
+                 static_cast<uintmax_t>(9), static_cast<ptrdiff_t>(10), 0xFEDCBA9876543210ull),
+      FORMAT_ROW("%c|%5c|%-3c|%c", 'a', 'b', 'c', 200),
+      FORMAT_ROW("%s|%.2s|%10s|%-10s|%.*s|%*s|%-*s|%.0s|", "abc", "abc", "abc", "abc", 1, "xyz", 4, "r", 4, "l", "gone"),
+      FORMAT_ROW("%*d|%.*d|%-*d|", -5, 1, -3, 2, 3, 4),
+      FORMAT_ROW("100%% %%%d%%", 5),
+      FORMAT_ROW("no conversion at all"),
+      // Handed on to the C library.
+      FORMAT_ROW("%f %.2e %g", 1.5, 12345.678, 0.0001),
+      FORMAT_ROW("%d then %s", 1, gNothing),
+      FORMAT_ROW("%s|%p", "pointer", static_cast<void*>(&gNothing)),
+      FORMAT_ROW("%ls", L"wide"),
+  };
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(i);
+    StringBuffer sb("<");
+    std::string expected;
+    EXPECT_TRUE(rows[i](sb, expected));
+    EXPECT_EQ(expected, bytesOf(sb));
+  }
 }
 
 TEST(Extensions, AppendFormatWipesSecureSpareRoom) {

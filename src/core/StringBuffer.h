@@ -12,6 +12,7 @@
 // - Not thread-safe; see LockedStringBuffer for the guarded form.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -593,6 +594,9 @@ class StringBuffer : public ObjectBase {
   void joinDone(char* end, StringBuffer& grown);
   // Appends n bytes as they are (none dropped); p may lie in the content.
   bool appendBytes(const char* p, unsigned int n);
+  // appendFormat through vsnprintf, for the formats its own formatter leaves
+  // alone: `first` formats into the spare room, `again` after the growth.
+  bool formatWithLibrary(const char* format, va_list first, va_list again);
 
  public:
   // Appends the elements of list with separator between each two; elements
