@@ -511,9 +511,10 @@ class StringBuffer : public ObjectBase {
   // at a zero byte), and a null C string is "".
 
   // Decoders: each reads the whole content as text and either appends the
-  // bytes to out or replaces the content with them. Malformed text gives
-  // false with out (or the content) unchanged; empty text decodes to
-  // nothing and succeeds.
+  // bytes to out (growing it once at most, to the most the text can give) or
+  // replaces the content with them (no allocation; every decoded byte counts,
+  // zero bytes included). Malformed text gives false with the bytes of out,
+  // or the content, unchanged; empty text decodes to nothing and succeeds.
   enum class Base64Alphabet : uint8_t {
     Standard,  // "+" and "/" for 62 and 63
     UrlSafe,   // "-" and "_" for 62 and 63
