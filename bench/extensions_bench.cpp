@@ -176,7 +176,7 @@ void registerDecoders() {
 
 void registerJoins() {
   struct Shape { const char* input; size_t count, size; };
-  for (const Shape shape : {Shape{"1000x1KiB", 1000, 1024}, Shape{"100x16B", 100, 16}}) {
+  for (const Shape shape : {Shape{"1000x1KiB", 1000, 1024}, Shape{"1000x64B", 1000, 64}, Shape{"100x16B", 100, 16}}) {
     std::vector<std::string> pieces;
     for (size_t i = 0; i < shape.count; ++i) pieces.push_back(sampleBytes(shape.size + i % 7).substr(i % 7));
     size_t total = 0;
