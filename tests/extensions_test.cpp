@@ -351,6 +351,22 @@ TEST(Extensions, JoinRanges) {
   EXPECT_EQ(std::string(80 + 80 + 1 + 3, 'o'), bytesOf(own));
 }
 
+TEST(Extensions, JoinEveryPieceSize) {
+  // Short pieces are copied by size class; each size up to past the largest
+  // class must come out whole, next to separators of every short size.
+  for (size_t separator = 0; separator < 4; ++separator) {
+    std::vector<std::string> pieces;
+    std::string expected;
+    for (size_t n = 0; n < 70; ++n) {
+      pieces.push_back(sampleBytes(n, static_cast<unsigned>(n + separator)));
+      expected += (n != 0 ? std::string(separator, ',') : "") + pieces.back();
+    }
+    StringBuffer sb;
+    EXPECT_TRUE(sb.join(pieces, std::string(separator, ',')));
+    EXPECT_EQ(expected, bytesOf(sb));
+  }
+}
+
 TEST(Extensions, JoinAllocatesOnce) {
   const std::vector<std::string> pieces(50, std::string(40, 'p'));
   StringBufferArray list;
