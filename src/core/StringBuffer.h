@@ -12,7 +12,14 @@
 // - Not thread-safe; see LockedStringBuffer for the guarded form.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <iosfwd>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
 #include "lib/ObjectBase.h"
 
@@ -762,6 +769,142 @@ class StringBuffer : public ObjectBase {
   static bool redactAllHeaderValues(StringBuffer& text, LogBase& log);
 
   // ---- Extensions: what users of modern byte-string classes expect (core/extensions.cpp) ----
+  // Contents as counted bytes: every form below that takes a string_view
+  // copies all of its bytes, zero bytes included (trailing ones too), and a
+  // view may point into this buffer's own content.
+  explicit StringBuffer(std::string_view bytes);
+  // Replaces the content with the bytes; on false the content is as it was.
+  bool setString(std::string_view bytes);
+  // Appends the bytes.
+  bool append(std::string_view bytes);
+  // The whole content, zero bytes included; valid until the next change.
+  std::string_view view() const { return std::string_view(m_data, m_length); }
+  // The content bytes, for range-for and the standard algorithms.
+  char* begin() { return m_data; }
+  char* end() { return m_data + m_length; }
+  const char* begin() const { return m_data; }
+  const char* end() const { return m_data + m_length; }
+  // operator<< below writes the full content; ==, != and < compare the full
+  // lengths by unsigned byte order (unlike equals() and compare(), which stop
+  // at a zero byte), and a null C string is "".
+
+  // Decoders: each reads the whole content as text and either appends the
+  // bytes to out (growing it once at most, to the most the text can give) or
+  // replaces the content with them (no allocation; every decoded byte counts,
+  // zero bytes included). Malformed text gives false with the bytes of out,
+  // or the content, unchanged; empty text decodes to nothing and succeeds.
+  enum class Base64Alphabet : uint8_t {
+    Standard,  // "+" and "/" for 62 and 63
+    UrlSafe,   // "-" and "_" for 62 and 63
+  };
+  enum class WhiteSpace : uint8_t {
+    Reject,  // any byte outside the alphabet and padding is malformed
+    Skip,    // TAB, LF, CR and space are ignored wherever they stand
+  };
+  // Base64 is malformed when, white space aside, it holds a byte outside the
+  // alphabet or "=" anywhere but at the end; when its symbol count leaves 1
+  // over modulo 4; when padding is there but does not bring the last group
+  // to exactly 4 characters ("QQ==" and "QUI=" are padded right, "QQ=" and
+  // "QUJD=" are not; unpadded "QQ" is fine); or when the last symbol carries
+  // bits that no encoder would set ("QR==" is malformed, "QQ==" is not).
+  bool decodeBase64(DataBuffer& out, Base64Alphabet alphabet = Base64Alphabet::Standard,
+                    WhiteSpace whiteSpace = WhiteSpace::Reject) const;
+  bool decodeBase64InPlace(Base64Alphabet alphabet = Base64Alphabet::Standard,
+                           WhiteSpace whiteSpace = WhiteSpace::Reject);
+  // Hex is pairs of digits, either case, nothing else: an odd length, white
+  // space, a "0x" prefix or any other byte is malformed.
+  bool decodeHex(DataBuffer& out) const;
+  bool decodeHexInPlace();
+  enum class PlusSign : uint8_t {
+    Literal,  // "+" stays "+" (URI paths and most components)
+    Space,    // "+" is a space (HTML form bodies and query strings)
+  };
+  // Each "%" must be followed by two hex digits, either case ("%41" is "A",
+  // "%00" a zero byte); a "%" with fewer before the end or a non-digit among
+  // the two ("%4", "%G1", "%%41") is malformed. Every other byte stands for
+  // itself.
+  bool decodePercent(DataBuffer& out, PlusSign plus = PlusSign::Literal) const;
+  bool decodePercentInPlace(PlusSign plus = PlusSign::Literal);
+
+ private:
+  // The join helpers. pieceOf turns one piece into its bytes (a null C
+  // string is ""). joinRoom makes room for total more bytes and returns where
+  // they go, null on failure: when a piece lies in this buffer's storage, a
+  // growth would free it, so the room is then made in a fresh buffer `grown`
+  // that joinDone hands over with takeSb once the pieces are copied.
+  static std::string_view pieceOf(std::string_view v) { return v; }
+  static std::string_view pieceOf(const char* s) { return s != nullptr ? std::string_view(s) : std::string_view(); }
+  static std::string_view pieceOf(const StringBuffer& sb) { return sb.view(); }
+  // Joined pieces are often short, where a library memcpy call costs more
+  // than the copy: up to 64 bytes go as two overlapping fixed-size copies,
+  // which the compiler turns into plain (vector) loads and stores.
+  static char* putPiece(char* w, std::string_view v) {
+    const char* p = v.data();
+    const size_t n = v.size();
+    if (n > 16 && n <= 64) {
+      if (n > 32) {
+        std::memcpy(w, p, 32);
+        std::memcpy(w + n - 32, p + n - 32, 32);
+      } else {
+        std::memcpy(w, p, 16);
+        std::memcpy(w + n - 16, p + n - 16, 16);
+      }
+    } else if (n >= 8 && n <= 16) {
+      std::memcpy(w, p, 8);
+      std::memcpy(w + n - 8, p + n - 8, 8);
+    } else if (n >= 4 && n < 8) {
+      std::memcpy(w, p, 4);
+      std::memcpy(w + n - 4, p + n - 4, 4);
+    } else if (n < 4) {
+      if (n != 0) {
+        w[0] = p[0];
+        w[n / 2] = p[n / 2];
+        w[n - 1] = p[n - 1];
+      }
+    } else {
+      std::memcpy(w, p, n);
+    }
+    return w + n;
+  }
+  // Where this buffer's storage lies, so that a join can tell with one
+  // unsigned compare whether a piece starts inside it.
+  struct StorageRange {
+    uintptr_t begin;
+    uintptr_t size;
+    bool holds(std::string_view v) const { return reinterpret_cast<uintptr_t>(v.data()) - begin < size; }
+  };
+  StorageRange storageRange() const {
+    const uintptr_t size = m_data == nullptr ? 0 : m_heap != nullptr ? m_capacity : kInlineSize;
+    return {reinterpret_cast<uintptr_t>(m_data), size};
+  }
+  char* joinRoom(uint64_t total, bool aliased, StringBuffer& grown);
+  void joinDone(char* end, StringBuffer& grown);
+  // Appends n bytes as they are (none dropped); p may lie in the content.
+  bool appendBytes(const char* p, unsigned int n);
+  // appendFormat through vsnprintf, for the formats its own formatter leaves
+  // alone: `first` formats into the spare room, `again` after the growth.
+  bool formatWithLibrary(const char* format, va_list first, va_list again);
+
+ public:
+  // Appends the elements of list with separator between each two; elements
+  // that are not StringBuffer objects are skipped, separator and all. One
+  // growth at most, to the measured total; list may hold this buffer itself.
+  bool join(const StringBufferArray& list, std::string_view separator);
+  // Appends the pieces (anything that gives string_views, C strings or
+  // StringBuffers; iterated twice: once to measure, once to copy) with
+  // separator between each two. One growth at most; pieces may view this
+  // buffer's own storage.
+  template <typename Range, typename = decltype(pieceOf(*std::begin(std::declval<const Range&>())))>
+  bool join(const Range& pieces, std::string_view separator);
+  bool join(std::initializer_list<std::string_view> pieces, std::string_view separator) {
+    return join<std::initializer_list<std::string_view>>(pieces, separator);
+  }
+  // Appends the printf-style text. It is formatted straight into the spare
+  // room; when it does not fit, storage grows once to the exact size and it is
+  // formatted again. False, content unchanged, when growth fails or the
+  // format is rejected (vsnprintf fails). As with snprintf, no argument may
+  // point into this buffer's storage.
+  bool appendFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
  private:
   static constexpr uint8_t kValidityMarker = 170;
@@ -798,3 +941,59 @@ class StringBuffer : public ObjectBase {
   unsigned int m_length = 0;
   unsigned int m_extendSize = kDefaultExtendSize;
 };
+
+// ---- Extensions, continued (core/extensions.cpp): comparisons, streaming, hashing, join ----
+// string_view compares by unsigned byte value (char_traits<char>::lt is
+// specified that way), so these give the same order as memcmp.
+inline bool operator==(const StringBuffer& a, const StringBuffer& b) { return a.view() == b.view(); }
+inline bool operator==(const StringBuffer& a, std::string_view b) { return a.view() == b; }
+inline bool operator==(std::string_view a, const StringBuffer& b) { return a == b.view(); }
+inline bool operator==(const StringBuffer& a, const char* b) { return a.view() == std::string_view(b != nullptr ? b : ""); }
+inline bool operator==(const char* a, const StringBuffer& b) { return b == a; }
+inline bool operator!=(const StringBuffer& a, const StringBuffer& b) { return !(a == b); }
+inline bool operator!=(const StringBuffer& a, std::string_view b) { return !(a == b); }
+inline bool operator!=(std::string_view a, const StringBuffer& b) { return !(a == b); }
+inline bool operator!=(const StringBuffer& a, const char* b) { return !(a == b); }
+inline bool operator!=(const char* a, const StringBuffer& b) { return !(b == a); }
+inline bool operator<(const StringBuffer& a, const StringBuffer& b) { return a.view() < b.view(); }
+inline bool operator<(const StringBuffer& a, std::string_view b) { return a.view() < b; }
+inline bool operator<(std::string_view a, const StringBuffer& b) { return a < b.view(); }
+inline bool operator<(const StringBuffer& a, const char* b) { return a.view() < std::string_view(b != nullptr ? b : ""); }
+inline bool operator<(const char* a, const StringBuffer& b) { return std::string_view(a != nullptr ? a : "") < b.view(); }
+// Writes the full content, zero bytes included.
+std::ostream& operator<<(std::ostream& os, const StringBuffer& sb);
+
+// The same hash as the content's string_view, so a StringBuffer key and a
+// string_view of the same bytes land in the same bucket.
+namespace std {
+template <>
+struct hash<StringBuffer> {
+  size_t operator()(const StringBuffer& sb) const noexcept { return hash<string_view>()(sb.view()); }
+};
+}  // namespace std
+
+template <typename Range, typename>
+bool StringBuffer::join(const Range& pieces, std::string_view separator) {
+  const StorageRange storage = storageRange();
+  uint64_t total = 0;
+  uint64_t count = 0;
+  bool aliased = storage.holds(separator);
+  for (const auto& piece : pieces) {
+    const std::string_view v = pieceOf(piece);
+    total += v.size();
+    ++count;
+    aliased |= storage.holds(v);
+  }
+  if (count > 1) total += (count - 1) * separator.size();
+  StringBuffer grown;
+  char* w = joinRoom(total, aliased, grown);
+  if (w == nullptr) return false;
+  bool first = true;
+  for (const auto& piece : pieces) {
+    if (!first) w = putPiece(w, separator);
+    first = false;
+    w = putPiece(w, pieceOf(piece));
+  }
+  joinDone(w, grown);
+  return true;
+}

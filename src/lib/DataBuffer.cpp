@@ -95,6 +95,21 @@ bool DataBuffer::ensureBuffer(unsigned int n) {
   return reallocate(static_cast<uint32_t>(need));
 }
 
+unsigned char* DataBuffer::spareRoom(unsigned int n) {
+  const uint64_t need = uint64_t(m_size) + n;
+  if (need > m_capacity) {
+    if (need > UINT32_MAX) return nullptr;
+    // Exact for a first fill; half again the old block when producers keep
+    // appending to one buffer, so that a loop of them stays linear.
+    uint64_t capacity = uint64_t(m_capacity) + m_capacity / 2;
+    if (capacity < need) capacity = need;
+    if (capacity > UINT32_MAX) capacity = UINT32_MAX;
+    if (!reallocate(static_cast<uint32_t>(capacity))) return nullptr;
+  }
+  // A request for nothing still gets a valid pointer (getData2 never is null).
+  return getData2() + m_size;
+}
+
 bool DataBuffer::appendHex(const char* text, uint32_t length) {
   // As in append: text from this buffer's own block is found again by its
   // offset once the growth has moved the block.
