@@ -243,11 +243,11 @@ const Base64Tables& tablesFor(StringBuffer::Base64Alphabet alphabet) {
 template <typename Walk>
 bool decodeInto(DataBuffer& out, size_t n, size_t maxOut, Walk walk) {
   if (n == 0) return true;
-  unsigned char* room = out.spareRoom(static_cast<unsigned int>(maxOut));
+  unsigned char* room = out.reserveTail(static_cast<unsigned int>(maxOut));
   if (room == nullptr) return false;
   size_t written = 0;
   if (!walk(room, written)) return false;
-  out.commitAppended(static_cast<unsigned int>(written));
+  out.commitTail(static_cast<unsigned int>(written));
   return true;
 }
 

@@ -77,11 +77,6 @@ bool DataBuffer::append(const void* data, unsigned int n) {
   return true;
 }
 
-unsigned char* DataBuffer::reserveTail(unsigned int n) {
-  if (!reserveMore(n == 0 ? 1 : n)) return nullptr;
-  return m_data + m_size;
-}
-
 bool DataBuffer::appendChar(unsigned char c) {
   if (!reserveMore(1)) return false;
   m_data[m_size++] = c;
@@ -95,7 +90,7 @@ bool DataBuffer::ensureBuffer(unsigned int n) {
   return reallocate(static_cast<uint32_t>(need));
 }
 
-unsigned char* DataBuffer::spareRoom(unsigned int n) {
+unsigned char* DataBuffer::reserveTail(unsigned int n) {
   const uint64_t need = uint64_t(m_size) + n;
   if (need > m_capacity) {
     if (need > UINT32_MAX) return nullptr;

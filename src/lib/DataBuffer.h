@@ -31,7 +31,8 @@ class DataBuffer {
   unsigned int getBufSize() const { return m_capacity; }
   // For writers that fill the buffer straight from a table: makes room for n
   // more bytes and returns where they go (null when memory runs out). The
-  // bytes count as content only once commitTail says how many were written.
+  // bytes count as content only once commitTail says how many were written,
+  // so a writer that gives up leaves the content as it was.
   unsigned char* reserveTail(unsigned int n);
   // Adds n bytes written behind the content to it; n must not exceed what
   // the last reserveTail made room for.
@@ -49,13 +50,6 @@ class DataBuffer {
   // Makes room for n more bytes beyond the current content, so that the
   // next appends of up to n bytes in total do not allocate.
   bool ensureBuffer(unsigned int n);
-  // Room for n more bytes behind the content, for a producer that writes
-  // straight into the block; null when memory runs out. The bytes count only
-  // once commitAppended() says how many were written, so a producer that
-  // gives up leaves the content as it was.
-  unsigned char* spareRoom(unsigned int n);
-  // Counts n bytes written into the room spareRoom() handed out.
-  void commitAppended(unsigned int n) { m_size += n; }
   // Empties the buffer but keeps the block for reuse.
   void clear() { m_size = 0; }
 
