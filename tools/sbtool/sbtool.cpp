@@ -204,6 +204,15 @@ int runDecodeWords(const Operation&, const Options&, StringBuffer& in, StringBuf
   return kExitOk;
 }
 
+// Splits the input into records, one a line; returns how many there are (a
+// final line ending leaves an empty last piece that is no record).
+int splitRecords(StringBuffer& in, bool quotes, bool escapes, StringBufferArray& lines) {
+  if (!in.splitByLineEndings(lines, quotes, escapes)) fail(kExitFailed, "out of memory");
+  int n = lines.getSize();
+  if (n > 0 && lines.sbAt(n - 1)->getSize() == 0) --n;
+  return n;
+}
+
 struct FieldMode {
   char delimiter;
   bool quotes;
@@ -225,10 +234,7 @@ int runField(const Operation& op, const Options& opts, StringBuffer& in, StringB
   StringBuffer valueSb(value);
 
   StringBufferArray lines;
-  if (!in.splitByLineEndings(lines, m.quotes, m.escapes)) fail(kExitFailed, "out of memory");
-  // A final line ending gives a last empty piece that is no record.
-  int n = lines.getSize();
-  if (n > 0 && lines.sbAt(n - 1)->getSize() == 0) --n;
+  const int n = splitRecords(in, m.quotes, m.escapes, lines);
   StringBuffer field;
   for (int i = 0; i < n; ++i) {
     StringBuffer* line = lines.sbAt(i);
@@ -252,9 +258,7 @@ int runChangeDelimiter(const Operation&, const Options& opts, StringBuffer& in, 
   if (from == 0 || to == 0) fail(kExitUsage, "change-delim needs --from BYTE and --to BYTE");
   const bool quotes = opts.has("quotes"), escapes = opts.has("escapes");
   StringBufferArray lines;
-  if (!in.splitByLineEndings(lines, quotes, escapes)) fail(kExitFailed, "out of memory");
-  int n = lines.getSize();
-  if (n > 0 && lines.sbAt(n - 1)->getSize() == 0) --n;
+  const int n = splitRecords(in, quotes, escapes, lines);
   for (int i = 0; i < n; ++i) {
     StringBuffer* line = lines.sbAt(i);
     line->changeDelimiter(from, to, quotes, escapes);
@@ -290,9 +294,7 @@ int runLineEndings(const Operation& op, const Options&, StringBuffer& in, String
 int runInflect(const Operation& op, const Options&, StringBuffer& in, StringBuffer& out) {
   const bool plural = std::strcmp(op.name, "pluralize") == 0;
   StringBufferArray lines;
-  if (!in.splitByLineEndings(lines, false, false)) fail(kExitFailed, "out of memory");
-  int n = lines.getSize();
-  if (n > 0 && lines.sbAt(n - 1)->getSize() == 0) --n;
+  const int n = splitRecords(in, false, false, lines);
   for (int i = 0; i < n; ++i) {
     StringBuffer* word = lines.sbAt(i);
     if (plural) word->pluralize();
