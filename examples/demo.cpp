@@ -1,85 +1,88 @@
-// A short tour: a buffer growing from its inline storage to the heap,
-// inserting, cutting and handing storage over; then the road most callers
-// take: a text split into lines, one field read from each record, and the
-// values gathered into an output buffer.
+// The road most callers take through the class: load a file (its byte-order
+// mark normalised to plain UTF-8), split it into lines, read one field of
+// each record with quotes honoured, write the values as XML, save the result
+// and say what happened.
+//
+//   demo [CSV_FILE [FIELD_NUMBER [OUTPUT_FILE]]]
+//
+// Without arguments it reads the sample customer list shipped with the
+// sources and writes field 1 (the name) of every record.
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
-#include "core/LockedStringBuffer.h"
 #include "core/StringBuffer.h"
+#include "lib/ExtPtrArray.h"
+#include "lib/LogBase.h"
 #include "lib/StringBufferArray.h"
+#include "lib/StringPair.h"
+#include "lib/XString.h"
 
-namespace {
+#ifndef SB_DEMO_SAMPLE
+#define SB_DEMO_SAMPLE "customers.csv"
+#endif
 
-void show(const char* label, StringBuffer& sb) {
-  std::printf("%-32s length %4u  heap %5u  reserve %4u  \"%.40s%s\"\n", label, sb.getSize(), sb.heapUsage(),
-              sb.getExtendSize(), sb.getString(), sb.getSize() > 40 ? "..." : "");
-}
+int main(int argc, char** argv) {
+  const char* inputPath = argc > 1 && *argv[1] != '\0' ? argv[1] : SB_DEMO_SAMPLE;
+  const long field = argc > 2 ? std::strtol(argv[2], nullptr, 10) : 1;
+  const char* outputPath = argc > 3 ? argv[3] : "demo-output.xml";
+  if (field < 0) {
+    std::fprintf(stderr, "demo: the field number counts from 0\n");
+    return 2;
+  }
 
-void storageTour() {
-  StringBuffer sb("Hello");
-  show("short text lives inline", sb);
-  sb.appendCharN('.', 76);
-  show("81 bytes: still inline", sb);
-  sb.appendChar('!');
-  show("the 82nd byte moves to the heap", sb);
-  for (int i = 0; i < 300; ++i) sb.appendChar('+');
-  show("grows by an adaptive reserve", sb);
+  LogBase log;
+  XString path;
+  path.setFromUtf8(inputPath);
+  StringBuffer content;
+  if (!content.loadFileX(path, &log)) {
+    std::fprintf(stderr, "demo: cannot load %s\n%s", inputPath, log.getText());
+    return 1;
+  }
+  const unsigned int bytesIn = content.getSize();
 
-  sb.setString("world");
-  StringBuffer greeting("Hello, ");
-  sb.insertAt(greeting, 0);
-  sb.insertCharAt('!', sb.getSize());
-  show("insert in front and at the end", sb);
-  sb.removeChunk(5, 1);
-  sb.chopAt(11);
-  show("cut a comma and the tail", sb);
-
-  StringBuffer taker;
-  taker.takeSb(sb);
-  show("storage taken over", taker);
-  show("source left empty", sb);
-}
-
-void recordsTour() {
-  StringBuffer content(
-      "id,name,city\r\n"
-      "1,\"Smith, Anna\",  Oslo \r\n"
-      "2,Bob,\"Bergen\"\n"
-      "3,\"Lee \"\"Jr\"\"\",Tromso\n");
   StringBufferArray lines;
-  content.splitByLineEndings(lines, true, false);
+  content.splitByLineEndings(lines, true, false);  // a quoted field may hold a line break
 
-  StringBuffer out;
-  StringBuffer field;
+  // The first line names the fields; its entry for our field names the
+  // elements we write.
+  StringBuffer header;
+  if (lines.getSize() > 0) lines.sbAt(0)->getNthDelimited(static_cast<unsigned int>(field), ',', true, false, header);
+  StringBuffer name;  // only what an XML name may hold, or "value"
+  for (unsigned int i = 0; i < header.getSize(); ++i) {
+    const char c = header.getString()[i];
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || (name.getSize() > 0 && c >= '0' && c <= '9'))
+      name.appendChar(c);
+  }
+  if (name.getSize() == 0) name.append("value");
+
+  StringBuffer out("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
+  ExtPtrArray rootAttributes;
+  rootAttributes.appendPtr(new StringPair("source", inputPath));
+  out.appendXmlOpenTag("records", &rootAttributes);
+
+  StringBuffer value;
+  unsigned int records = 0;
   for (int i = 1; i < lines.getSize(); ++i) {
     StringBuffer* line = lines.sbAt(i);
-    if (line == nullptr || line->getSize() == 0) continue;
-    line->getNthDelimited(1, ',', true, false, field);  // quotes stripped, "" folded
-    out.append2("<name>", field.getString());
-    out.append("</name>");
-    line->getNthDelimited(2, ',', true, false, field);
-    field.trim2();
-    out.append_s(" from %s", field.getString());
-    out.appendLineEnding();
+    if (line->getSize() == 0) continue;  // the empty piece behind the last line ending
+    if (!line->getNthDelimited(static_cast<unsigned int>(field), ',', true, false, value)) continue;
+    ExtPtrArray attributes;
+    StringBuffer number;
+    number.appendInt64(i + 1);
+    attributes.appendPtr(new StringPair("line", number.getString()));
+    out.append("  ");
+    out.appendXml(name.getString(), attributes, value.getString());  // entities, or CDATA for a TAB or LF
+    ++records;
   }
-  std::printf("\n%s", out.getString());
+  out.appendXmlCloseTag("records");
 
-  LockedStringBuffer shared;
-  shared.append("pieces from splitByLineEndings: ");
-  shared.append(static_cast<int>(lines.getSize()));
-  StringBuffer copy;
-  shared.getString(copy);
-  std::printf("%s\n", copy.getString());
-
-  StringBuffer dump;
-  dump.appendHexData(reinterpret_cast<const unsigned char*>("StringBuffer!"), 13);
-  std::printf("hex: %s\n", dump.getString());
-}
-
-}  // namespace
-
-int main() {
-  storageTour();
-  recordsTour();
+  if (!out.saveToFileUtf8(outputPath, &log)) {
+    std::fprintf(stderr, "demo: cannot save %s\n%s", outputPath, log.getText());
+    return 1;
+  }
+  std::printf("read    %s: %u bytes, %d lines\n", inputPath, bytesIn, lines.getSize());
+  std::printf("field   %ld (\"%s\") of %u records\n", field, name.getString(), records);
+  std::printf("wrote   %s: %u bytes of XML\n", outputPath, out.getSize());
   return 0;
 }

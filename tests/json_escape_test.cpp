@@ -5,6 +5,9 @@
 #include <string>
 
 #include "data/json_cases.h"
+#include "lib/DataBuffer.h"
+#include "lib/LogBase.h"
+#include "lib/_tvUtf.h"
 #include "test_support.h"
 
 namespace {
@@ -164,6 +167,116 @@ TEST(JsonEscape, AppendJsonMember) {
     EXPECT_TRUE(small.appendJsonMember(false, "k", string(100, 'v').c_str()));
   }
   EXPECT_EQ("x", bytesOf(small));
+}
+
+string decoded(const string& in) {
+  StringBuffer out;
+  EXPECT_TRUE(StringBuffer::jsonDecode(in.data(), static_cast<unsigned int>(in.size()), out));
+  return bytesOf(out);
+}
+
+TEST(JsonEscape, JsonDecode) {
+  struct Row { const char* name; string in, want; };
+  const Row rows[] = {
+      {"simple escapes", "a\\\"b\\/c\\n\\\\\\b\\f\\r\\t", "a\"b/c\n\\\b\f\r\t"},
+      {"two-byte unit", "\\u00e9", "\xC3\xA9"},
+      {"upper-case digits", "\\u20AC", "\xE2\x82\xAC"},
+      {"surrogate pair", "\\ud83d\\ude00", "\xF0\x9F\x98\x80"},
+      {"highest pair", "\\uDBFF\\uDFFF", "\xF4\x8F\xBF\xBF"},
+      {"lone high surrogate at the end", "\\ud83dx", "\xED\xA0\xBDx"},
+      {"lone low surrogate", "\\ude00", "\xED\xB8\x80"},
+      {"high then a plain unit", "\\ud83d\\u0041", "\xEF\xBF\xBD" "A"},
+      {"high then high", "\\ud83d\\ud83d", "\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {"pair cut short is two units", "\\ud83d\\ude0", "\xED\xA0\xBD" "de0"},
+      {"unknown letters dropped", "\\x\\q\\a\\N", ""},
+      {"short \\u: the digits are text", "ab\\u12", "ab12"},
+      {"final backslash", "ab\\", "ab"},
+      {"final \\u", "ab\\u", "ab"},
+      {"non-hex digit ends the value", "\\u41zz", "A"},
+      {"zero bytes and raw quotes copied", string("a\0\"\x01", 4), string("a\0\"\x01", 4)},
+      {"\\u0000 is a zero byte", "\\u0000", string("\0", 1)},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    EXPECT_EQ(r.want, decoded(r.in));
+  }
+  StringBuffer out("keep");
+  EXPECT_TRUE(StringBuffer::jsonDecode("\\n", 0, out));
+  EXPECT_TRUE(StringBuffer::jsonDecode(nullptr, 5, out));
+  EXPECT_EQ("keep", bytesOf(out));
+}
+
+// Pairs checked against the UTF-16 route: hex text to bytes, swapped to
+// little-endian units, then to code points and UTF-8.
+TEST(JsonEscape, JsonDecodePairsMatchUtf16) {
+  LogNull log;
+  std::mt19937 rng(11);
+  const unsigned int seconds[] = {0xDC00, 0xDFFF, 0xD800, 0xDBFF, 0x0041, 0x00E9, 0xFFFF, 0x0000};
+  for (int round = 0; round < 400; ++round) {
+    const unsigned int high = 0xD800 + rng() % 0x400;
+    const unsigned int second = round < 8 ? seconds[round] : rng() % 0x10000;
+    char hex[9];
+    std::snprintf(hex, sizeof hex, "%04x%04x", high, second);
+    DataBuffer units, points, utf8;
+    units.appendEncodedById(hex, DataBuffer::kEncodingHex);
+    units.byteSwap21();
+    _tvUtf::utf16ToCodePoints(units, points, log);
+    _tvUtf::codePointsToUtf8(points, utf8, log);
+    const string want(reinterpret_cast<const char*>(utf8.getData2()), utf8.getSize());
+    EXPECT_EQ(want, decoded("\\u" + string(hex, 4) + "\\u" + string(hex + 4, 4))) << hex;
+  }
+}
+
+TEST(JsonEscape, PythonTableDecodes) {
+  for (const JsonCase& c : kJsonCases) {
+    EXPECT_EQ(c.text, decoded(c.pythonAscii));
+    EXPECT_EQ(c.text, decoded(c.escaped));
+  }
+}
+
+// Any valid UTF-8 text comes back from jsonEscape and jsonDecode unchanged,
+// zero bytes at chunk edges included.
+TEST(JsonEscape, RoundTrip) {
+  std::mt19937 rng(5);
+  const unsigned int ranges[][2] = {{0, 0x20}, {0x20, 0x80}, {0x80, 0x800}, {0x800, 0xD800}, {0xE000, 0x10000},
+                                    {0x10000, 0x110000}};
+  for (int round = 0; round < 300; ++round) {
+    string text;
+    const int n = static_cast<int>(rng() % 400);
+    for (int i = 0; i < n; ++i) {
+      const auto& r = ranges[rng() % 6];
+      unsigned char u[4];
+      const unsigned int k = _tvUtf::encodeUtf8(r[0] + rng() % (r[1] - r[0]), u);
+      text.append(reinterpret_cast<const char*>(u), k);
+    }
+    StringBuffer sb = bufferOf(text);
+    ASSERT_TRUE(sb.jsonEscape());
+    ASSERT_EQ(text, decoded(bytesOf(sb))) << round;
+  }
+}
+
+TEST(JsonEscape, JsonDecodeChunks) {
+  // Output goes out in chunks of at least 200 bytes: failing the second
+  // growth shows where the first ended, and what was appended stays.
+  struct Row { const char* name; string in; unsigned int firstChunk; };
+  const Row rows[] = {
+      {"plain run", string(500, 'a'), 200},
+      {"a character carries the chunk past 200", string(199, 'a') + "\\u20ac" + string(50, 'b'), 202},
+      {"zero byte at the chunk edge stays", string(199, 'a') + string(1, '\0') + string(50, 'b'), 200},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    StringBuffer out;
+    out.setExtendSize(0);
+    ScopedAllocatorControl control;
+    control.failNth(2);
+    EXPECT_FALSE(StringBuffer::jsonDecode(r.in.data(), static_cast<unsigned int>(r.in.size()), out));
+    EXPECT_EQ(r.firstChunk, out.getSize());
+  }
+  // A source inside out's own content.
+  StringBuffer self = bufferOf(string(300, 'x') + "\\n");
+  EXPECT_TRUE(StringBuffer::jsonDecode(self.getString(), self.getSize(), self));
+  EXPECT_EQ(string(300, 'x') + "\\n" + string(300, 'x') + "\n", bytesOf(self));
 }
 
 }  // namespace

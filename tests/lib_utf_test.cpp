@@ -83,6 +83,9 @@ TEST(LibUtf, IsValidUtf8AgreesWithReference) {
     b[1] = static_cast<unsigned char>(v >> 8);
     b[2] = static_cast<unsigned char>(v);
     if (_tvUtf::isValidUtf8(b, 3, 0) != referenceValid(b, 3)) FAIL() << std::hex << v;
+    // The same three bytes across the edge of an eight-byte step.
+    unsigned char framed[16] = {'a', 'a', 'a', 'a', 'a', 'a', b[0], b[1], b[2], 'a', 'a', 'a', 'a', 'a', 'a', 'a'};
+    if (_tvUtf::isValidUtf8(framed, 16, 0) != referenceValid(b, 3)) FAIL() << "framed " << std::hex << v;
     if (v < (1u << 16) && _tvUtf::isValidUtf8(b + 1, 2, 0) != referenceValid(b + 1, 2)) FAIL() << std::hex << v;
   }
   for (uint32_t v = 0; v < (1u << 16); ++v) {

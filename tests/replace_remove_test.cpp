@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "models.h"
 #include "test_support.h"
 
 TEST(ReplaceRemove, ReplaceAllOccurances) {
@@ -117,4 +118,20 @@ TEST(ReplaceRemove, ReplaceAllAllocatesOnce) {
     EXPECT_EQ(r.allocations, control.allocations()) << r.find << r.copies;
     EXPECT_EQ(want, sb.getString());
   }
+}
+
+TEST(ReplaceRemove, ReplaceAllAgreesWithTheModel) {
+  // Self-overlapping needles and replacements that contain them are where a
+  // left-to-right, never-overlapping scan is easiest to get wrong.
+  const char* finds[] = {"a", "aa", "ab", "aba"};
+  const char* replacements[] = {"", "b", "aa", "aba"};
+  model::forEachString(std::string("ab\0", 3), 6, [&](const std::string& content) {
+    for (const char* find : finds)
+      for (const char* replacement : replacements) {
+        StringBuffer sb = bufferOf(content);
+        const model::Replaced expected = model::replaceAll(content, find, replacement);
+        ASSERT_EQ(expected.count, sb.replaceAllOccurances(find, replacement)) << content << " " << find;
+        ASSERT_EQ(expected.content, bytesOf(sb)) << content << " " << find << " " << replacement;
+      }
+  });
 }

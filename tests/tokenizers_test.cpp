@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "lib/ExtPtrArray.h"
+#include "models.h"
 #include "test_support.h"
 
 namespace {
@@ -31,6 +32,7 @@ TEST(Tokenizers, TokenizeAndCount) {
       {"escape inside quotes", "\"a\\\" b\" c", nullptr, {"\"a\\\" b\"", "c"}, 2},
       {"escaped quote opens nothing", "\\\"a b\"", nullptr, {"\\\"a", "b\""}, 2},
       {"only white space, VT is none", " \t\r\n\v", nullptr, {"\v"}, 1},
+      {"a control byte is a word", "\x01 b", nullptr, {"\x01", "b"}, 2},
       {"zero byte ends the text", string("a b\0c d", 7), nullptr, {"a", "b"}, 2},
       {"white space wins over a separator", "a b", " ", {"a", "b"}, 2},
   };
@@ -54,6 +56,16 @@ TEST(Tokenizers, TokensAreAppendedAndShrunk) {
   // Gathered 255 bytes at a time, then shrunk as the splitters do.
   EXPECT_EQ(458u, list.elementAt(1)->heapUsage());
   EXPECT_EQ(2001u, list.elementAt(3)->heapUsage());
+}
+
+TEST(Tokenizers, EveryShortTextAgreesWithTheModel) {
+  model::forEachString("a \"\\;", 5, [](const string& text) {
+    const StringBuffer sb = bufferOf(text);
+    ExtPtrArray list;
+    sb.tokenize(list, ";");
+    ASSERT_EQ(model::tokenize(text, ";"), tokensOf(list)) << text;
+    ASSERT_EQ(model::tokenize(text, ";", true).size(), sb.tokenCount(";")) << text;
+  });
 }
 
 }  // namespace

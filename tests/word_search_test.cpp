@@ -32,6 +32,8 @@ TEST(WordSearch, FindAndReplaceWholeIdsAndWords) {
       {"U+2040 is a letter", false, "word\xE2\x81\x80", "word", -1},
       {"U+00A1 is a letter", false, "\xC2\xA1word", "word", -1},
       {"digit glues", false, "word2 word", "word", 6},
+      {"U+0080 before is a letter", false, "\xC2\x80word", "word", -1},
+      {"continuation byte behind glues", false, "word\x80", "word", -1},
       {"retry starts inside a letter", false, "\xC3\xA9\xC3\xA9", "\xC3\xA9", 2},
       {"look-back stops at the retry", false, "\xC3\xA9x\xC2\xA0\xC3\xA9", "\xC3\xA9", 5},
   };
@@ -47,6 +49,12 @@ TEST(WordSearch, FindAndReplaceWholeIdsAndWords) {
   StringBuffer accents("\xC3\xA9\xC3\xA9");
   EXPECT_EQ(1u, accents.replaceAllWordOccurrencesUtf8("\xC3\xA9", "e", log));
   EXPECT_EQ("\xC3\xA9" "e", bytesOf(accents));
+  // Nothing replaced must leave every byte: no empty rebuild taken over.
+  StringBuffer kept("cid:a10 cat2");
+  EXPECT_EQ(0u, kept.replaceAllWordOccurrencesUtf8("", "x", log));
+  EXPECT_EQ(0u, kept.replaceAllWordOccurrencesUtf8("cat", "x", log));
+  EXPECT_EQ(0u, kept.replaceAllCidOccurrences("cid:a1", "x"));
+  EXPECT_EQ("cid:a10 cat2", bytesOf(kept));
   StringBuffer ids = bufferOf(std::string("cid:a10 <cid:a1> cid:a12\0cid:a1", 31));
   EXPECT_EQ(1u, ids.replaceAllCidOccurrences("cid:a1", "X")) << "not inside longer ids, nor behind a zero byte";
   EXPECT_EQ("cid:a10 <X> cid:a12", bytesOf(ids)) << "like every text rewrite, ends at the zero byte";

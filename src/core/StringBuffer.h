@@ -12,16 +12,27 @@
 // - Not thread-safe; see LockedStringBuffer for the guarded form.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
+#include <iosfwd>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
 #include "lib/ObjectBase.h"
 
 class DataBuffer;
 class ExtPtrArray;
 class LogBase;
+class StringMap;
 class StringBufferArray;
 class XString;
+namespace sb_internal {
+// How one canonicalizer percent-encodes; defined in signing/canonicalize.cpp.
+struct PercentEncoding;
+}  // namespace sb_internal
 
 class StringBuffer : public ObjectBase {
  public:
@@ -471,6 +482,14 @@ class StringBuffer : public ObjectBase {
   // ---- Character replacement (encoding/char_replace.cpp) ----
   // Replaces every occurrence of find by the byte byteValue (low 8 bits); returns the count.
   unsigned int replaceAllWithUchar(const char* find, unsigned int byteValue);
+  // Below 128 as replaceAllWithUchar; 128..255 puts the UTF-8 form of that
+  // Windows-1252 character in place of find; above 255 changes nothing (0).
+  unsigned int replaceAllWithUcharUtf8(const char* find, unsigned int charCode);
+  // Replaces the character from by to in UTF-8 text (Latin-1 characters as
+  // their two-byte forms); bytes of other multi-byte characters stay.
+  void replaceCharUtf8(char from, char to);
+  // Every byte from (over the whole length) becomes to; returns the count.
+  unsigned int replaceCharAnsi(char from, char to);
 
   // ---- Code-page conversion (encoding/code_pages.cpp) ----
   // Code pages are Windows numbers (65001 UTF-8, 1200 UTF-16LE, 1252 ...);
@@ -501,6 +520,21 @@ class StringBuffer : public ObjectBase {
   bool isValidUtf8() const;
   // Counts the bytes above 127, and among them those rare in Windows-1252 text.
   void countImprobableAnsiChars(unsigned int& num8bit, unsigned int& numImprobable) const;
+  // ---- Decoding by name and encoded words (encoding/decoding.cpp) ----
+  // Appends the content decoded from the named encoding (see _clsEncode) and
+  // one zero byte; false, out untouched, for an unknown name or bad text.
+  bool decode(const char* encodingName, DataBuffer& out, LogBase& log);
+  // Replaces the content with its decoded bytes; unchanged on false.
+  bool decode_in_place(int encodingId, LogBase& log);
+  // Decodes MIME encoded words ("=?charset?B?...?=", "?Q?") to UTF-8 in place;
+  // always true.
+  bool qbDecode(LogBase& log);
+  // ---- ISO-2022-JP shielding (encoding/iso2022.cpp) ----
+  // Moves each ESC $ B ... ESC ( B segment's double-byte text into parts
+  // (pass an empty list) and leaves "TV_ISO2022_<n>" in its place.
+  void iso2022Replace(StringBufferArray& parts);
+  // Puts the segments of parts back in place of their placeholders.
+  void iso2022Restore(StringBufferArray& parts);
 
   // ---- XML entities and emitters (markup/xml_entities.cpp) ----
   // Every & < > becomes its entity, entities already there included;
@@ -566,8 +600,89 @@ class StringBuffer : public ObjectBase {
   unsigned int unescape();
 
   // ---- Request canonicalization (signing/canonicalize.cpp) ----
+  // Each percent-encodes the content in place, read as UTF-8 and walked by its
+  // length, into one signing scheme's canonical form: bytes outside the
+  // operation's plain set become upper-case %XX, and so does every byte of a
+  // sequence that starts at a lead byte (0xC0 and up). One allocation when
+  // something must be encoded, none otherwise; false only when it fails, and
+  // the content is then as it was.
+  // AWS URI path: A-Z a-z 0-9 - . _ ~ / plain. "%" stays before two hex
+  // digits, unless log.optionKeywords holds "NoUrlEncodePercent" (always
+  // stays) or else "AlwaysUrlEncodePercent" (always %25).
+  bool awsNormalizeUriUtf8(LogBase& log);
+  // One AWS query name or value: A-Z a-z 0-9 - . _ ~ plain, "/" too when
+  // keepSlash; "%" stays before two hex digits. The log is not read.
+  bool awsNormalizeQueryStringPart(bool keepSlash, LogBase& log);
+  // A joined AWS query: A-Z a-z 0-9 - . _ ~ % & / = ? plain.
+  bool awsNormalizeQueryParams();
+  // A URI path of the other schemes: A-Z a-z 0-9 ~ ! $ % ' ( ) * + , - . / : < = > @ _ plain.
+  bool nonAwsNormalizePath();
+  // One MWS name or value: only A-Z a-z 0-9 - . _ ~ plain; "%" always becomes %25.
+  bool mwsNormalizeQueryParams();
+  // One query value of the other schemes: A-Z a-z 0-9 ~ ! $ ' ( ) - . / : < > ? @ _
+  // plain, a space becomes "+" (in place when nothing else needs encoding);
+  // "%" stays before two hex digits. The log is not read.
+  bool nonAwsNormalizeQueryParamValue(LogBase& log);
+  // A joined query of the other schemes: as nonAwsNormalizeQueryParamValue,
+  // with % & = plain as well.
+  bool nonAwsNormalizeAllQueryParams();
 
   // ---- Inflection and capitalisation (text/inflection.cpp) ----
+  // Singular to plural by English word endings (lower-case endings only;
+  // "box" to "boxes", "city" to "cities", "leaf" to "leaves", else + "s").
+  void pluralize();
+  // Plural to singular by English word endings; words ending in "ss", "us",
+  // "is", "os", "as" and the word "always" are left alone.
+  void unpluralize();
+  // Upper-cases the first byte and the first byte after each run of TAB, LF,
+  // space or "-"; ASCII letters and the Latin-1 block 224..255.
+  void toProperCase();
+  // ---- Variable substitution (text/variable_substitution.cpp) ----
+  // Replaces each "%NAME%" by the process environment variable NAME (an
+  // unset one by nothing); a content without a pair of "%" is left alone.
+  void envReplace();
+  // Replaces each "{$name}" by map's value for name, the value escaped by
+  // jsonEscape in mode 22, disguised by TextCodec::encode in mode 4, and as
+  // it is in any other mode; "{$p.name}" looks up "name". A "{" not followed
+  // by "$" keeps the byte after it as text ("{{$a}" holds no reference).
+  // Note: the result is false on every path, success included; the content
+  // is the only report. A reference to an unknown name is removed without a
+  // trace, so a caller that must know checks its names with
+  // StringMap::contains first; an unterminated "{$" stays in the text with
+  // everything after it (so a "{$" left in the content means exactly that);
+  // a value that could not be added for lack of memory (or, in mode 22,
+  // escaped) is missing from the text.
+  bool variableSubstitute(StringMap& map, int mode);
+  // ---- Line layout and clean-up (text/line_layout.cpp) ----
+  // Makes every line ending CR LF; returns the number of lone LF and lone CR
+  // changed (0, content untouched, when none or when memory runs out).
+  unsigned int toCRLF();
+  // Turns every CR LF into LF; lone CRs stay. Returns the pairs replaced.
+  unsigned int toLF();
+  // Puts n bytes c in front of every line, the first included; a content
+  // ending in LF also ends in the indent. c 0 or n 0 change nothing.
+  void indent(char c, unsigned int n);
+  // Removes the spaces and TABs at the start of every line; returns the new length.
+  unsigned int unindent();
+  // Length of the longest line; CR, LF and CR LF end lines, and the last
+  // line counts even without a line ending.
+  unsigned int longestLineLength();
+  // Removes every TAB, LF, CR and space; returns the new length.
+  unsigned int removeFws();
+  // TAB, LF and CR become spaces and each run of spaces one space; returns
+  // the number of bytes removed.
+  unsigned int trimInsideSpaces();
+  // Removes * < > ? | and turns backslashes into "/"; returns the new length.
+  unsigned int removeInvalidFilenameChars();
+  // Keeps ASCII letters and digits, maps 128..255 onto them by dropping the
+  // top bit where that gives one, and turns every other byte into "0".
+  void toAlphaNumUsAscii();
+  // Keeps only the text after the last "/" or backslash of the first 2048
+  // bytes; a content without one is left alone.
+  void stripDirectory();
+  // Replaces common emoji (check marks, arrows, hearts, shapes, !? marks) by
+  // plain Unicode symbols in UTF-8, consuming a following U+FE0F.
+  void replace_emoji();
 
   // ---- In-place obfuscation (protect/obfuscation.cpp) ----
   // Reorders the bytes by a permutation keyed on the length and byte sum;
@@ -612,8 +727,184 @@ class StringBuffer : public ObjectBase {
   bool appendSaltedLiteral(const char* lit);
 
   // ---- File load and save (io/file_load_save.cpp) ----
+  // Paths are UTF-8; a null log records nothing. Access obeys the file
+  // policy of _tvFileSys (lib/_tvFileSys.h).
+  // Appends the file's bytes. A byte-order mark at the start of those bytes
+  // is normalised: UTF-8's (EF BB BF, when more follows) is dropped, UTF-16
+  // in either order is converted to UTF-8. On failure the content is as it was.
+  bool loadFileX(XString& path, LogBase* log);
+  // loadFileX with a NUL-terminated path.
+  bool loadFileUtf8(const char* path, LogBase* log);
+  // A new buffer holding the file, or null; release it with deleteSb. A
+  // "file:///" prefix (any case) is dropped and "|" read as ":".
+  static StringBuffer* createFromFileX(XString& path, LogBase* log);
+  static StringBuffer* createFromFileUtf8(const char* path, LogBase* log);
+  // Replaces the file with the content, all or nothing: a failed write
+  // leaves the old file whole.
+  bool saveToFileUtf8(const char* path, LogBase* log) const;
+  // Adds the content at the end of the file, creating it when missing.
+  bool appendToFileUtf8(const char* path, LogBase* log) const;
+
+  // ---- Log redaction (io/log_redaction.cpp) ----
+  // Credential header names, held scrambled and tested in this order:
+  //   1 "Authorization: Basic "             masked as "****"
+  //   2 "Authorization: Bearer "            masked as "****"
+  //   3 "Authorization: Digest "            masked as "****"
+  //   4 "Authorization: AWS4-HMAC-SHA256 "  masked as "****"
+  //   5 "Authorization:"                    masked as " ****"
+  //   6 "Cookie:"                           masked as " ****"
+  //   7 "X-Amz-Security-Token:"             masked as " ****"
+  // Names 1-5 are one header's forms, most specific first, so the scheme
+  // word stays readable; "Proxy-Authorization:" holds them as well.
+  // Masks, in place, the value up to "\r\n" behind the first occurrence of
+  // the first of names 1-5 found and of names 6 and 7 each; case-sensitive.
+  // The log is not read.
+  static void redactHeaderValues(StringBuffer& text, LogBase& log);
+  // Extension: masks every occurrence of every credential header, names
+  // matched without regard to case: names 1-7 above, then "X-Api-Key:" and
+  // "X-Auth-Token:". On each line the first name of that list found is
+  // masked with its mask; the value runs to CR LF, a lone LF or the end of
+  // the text. False when memory runs out, with the text as it was. The log
+  // is not read.
+  static bool redactAllHeaderValues(StringBuffer& text, LogBase& log);
 
   // ---- Extensions: what users of modern byte-string classes expect (core/extensions.cpp) ----
+  // Contents as counted bytes: every form below that takes a string_view
+  // copies all of its bytes, zero bytes included (trailing ones too), and a
+  // view may point into this buffer's own content.
+  explicit StringBuffer(std::string_view bytes);
+  // Replaces the content with the bytes; on false the content is as it was.
+  bool setString(std::string_view bytes);
+  // Appends the bytes.
+  bool append(std::string_view bytes);
+  // The whole content, zero bytes included; valid until the next change.
+  std::string_view view() const { return std::string_view(m_data, m_length); }
+  // The content bytes, for range-for and the standard algorithms.
+  char* begin() { return m_data; }
+  char* end() { return m_data + m_length; }
+  const char* begin() const { return m_data; }
+  const char* end() const { return m_data + m_length; }
+  // operator<< below writes the full content; ==, != and < compare the full
+  // lengths by unsigned byte order (unlike equals() and compare(), which stop
+  // at a zero byte), and a null C string is "".
+
+  // Decoders: each reads the whole content as text and either appends the
+  // bytes to out (growing it once at most, to the most the text can give) or
+  // replaces the content with them (no allocation; every decoded byte counts,
+  // zero bytes included). Malformed text gives false with the bytes of out,
+  // or the content, unchanged; empty text decodes to nothing and succeeds.
+  enum class Base64Alphabet : uint8_t {
+    Standard,  // "+" and "/" for 62 and 63
+    UrlSafe,   // "-" and "_" for 62 and 63
+  };
+  enum class WhiteSpace : uint8_t {
+    Reject,  // any byte outside the alphabet and padding is malformed
+    Skip,    // TAB, LF, CR and space are ignored wherever they stand
+  };
+  // Base64 is malformed when, white space aside, it holds a byte outside the
+  // alphabet or "=" anywhere but at the end; when its symbol count leaves 1
+  // over modulo 4; when padding is there but does not bring the last group
+  // to exactly 4 characters ("QQ==" and "QUI=" are padded right, "QQ=" and
+  // "QUJD=" are not; unpadded "QQ" is fine); or when the last symbol carries
+  // bits that no encoder would set ("QR==" is malformed, "QQ==" is not).
+  bool decodeBase64(DataBuffer& out, Base64Alphabet alphabet = Base64Alphabet::Standard,
+                    WhiteSpace whiteSpace = WhiteSpace::Reject) const;
+  bool decodeBase64InPlace(Base64Alphabet alphabet = Base64Alphabet::Standard,
+                           WhiteSpace whiteSpace = WhiteSpace::Reject);
+  // Hex is pairs of digits, either case, nothing else: an odd length, white
+  // space, a "0x" prefix or any other byte is malformed.
+  bool decodeHex(DataBuffer& out) const;
+  bool decodeHexInPlace();
+  enum class PlusSign : uint8_t {
+    Literal,  // "+" stays "+" (URI paths and most components)
+    Space,    // "+" is a space (HTML form bodies and query strings)
+  };
+  // Each "%" must be followed by two hex digits, either case ("%41" is "A",
+  // "%00" a zero byte); a "%" with fewer before the end or a non-digit among
+  // the two ("%4", "%G1", "%%41") is malformed. Every other byte stands for
+  // itself.
+  bool decodePercent(DataBuffer& out, PlusSign plus = PlusSign::Literal) const;
+  bool decodePercentInPlace(PlusSign plus = PlusSign::Literal);
+
+ private:
+  // The join helpers. pieceOf turns one piece into its bytes (a null C
+  // string is ""). joinRoom makes room for total more bytes and returns where
+  // they go, null on failure: when a piece lies in this buffer's storage, a
+  // growth would free it, so the room is then made in a fresh buffer `grown`
+  // that joinDone hands over with takeSb once the pieces are copied.
+  static std::string_view pieceOf(std::string_view v) { return v; }
+  static std::string_view pieceOf(const char* s) { return s != nullptr ? std::string_view(s) : std::string_view(); }
+  static std::string_view pieceOf(const StringBuffer& sb) { return sb.view(); }
+  // Joined pieces are often short, where a library memcpy call costs more
+  // than the copy: up to 64 bytes go as two overlapping fixed-size copies,
+  // which the compiler turns into plain (vector) loads and stores.
+  static char* putPiece(char* w, std::string_view v) {
+    const char* p = v.data();
+    const size_t n = v.size();
+    if (n > 16 && n <= 64) {
+      if (n > 32) {
+        std::memcpy(w, p, 32);
+        std::memcpy(w + n - 32, p + n - 32, 32);
+      } else {
+        std::memcpy(w, p, 16);
+        std::memcpy(w + n - 16, p + n - 16, 16);
+      }
+    } else if (n >= 8 && n <= 16) {
+      std::memcpy(w, p, 8);
+      std::memcpy(w + n - 8, p + n - 8, 8);
+    } else if (n >= 4 && n < 8) {
+      std::memcpy(w, p, 4);
+      std::memcpy(w + n - 4, p + n - 4, 4);
+    } else if (n < 4) {
+      if (n != 0) {
+        w[0] = p[0];
+        w[n / 2] = p[n / 2];
+        w[n - 1] = p[n - 1];
+      }
+    } else {
+      std::memcpy(w, p, n);
+    }
+    return w + n;
+  }
+  // Where this buffer's storage lies, so that a join can tell with one
+  // unsigned compare whether a piece starts inside it.
+  struct StorageRange {
+    uintptr_t begin;
+    uintptr_t size;
+    bool holds(std::string_view v) const { return reinterpret_cast<uintptr_t>(v.data()) - begin < size; }
+  };
+  StorageRange storageRange() const {
+    const uintptr_t size = m_data == nullptr ? 0 : m_heap != nullptr ? m_capacity : kInlineSize;
+    return {reinterpret_cast<uintptr_t>(m_data), size};
+  }
+  char* joinRoom(uint64_t total, bool aliased, StringBuffer& grown);
+  void joinDone(char* end, StringBuffer& grown);
+  // Appends n bytes as they are (none dropped); p may lie in the content.
+  bool appendBytes(const char* p, unsigned int n);
+  // appendFormat through vsnprintf, for the formats its own formatter leaves
+  // alone: `first` formats into the spare room, `again` after the growth.
+  bool formatWithLibrary(const char* format, va_list first, va_list again);
+
+ public:
+  // Appends the elements of list with separator between each two; elements
+  // that are not StringBuffer objects are skipped, separator and all. One
+  // growth at most, to the measured total; list may hold this buffer itself.
+  bool join(const StringBufferArray& list, std::string_view separator);
+  // Appends the pieces (anything that gives string_views, C strings or
+  // StringBuffers; iterated twice: once to measure, once to copy) with
+  // separator between each two. One growth at most; pieces may view this
+  // buffer's own storage.
+  template <typename Range, typename = decltype(pieceOf(*std::begin(std::declval<const Range&>())))>
+  bool join(const Range& pieces, std::string_view separator);
+  bool join(std::initializer_list<std::string_view> pieces, std::string_view separator) {
+    return join<std::initializer_list<std::string_view>>(pieces, separator);
+  }
+  // Appends the printf-style text. It is formatted straight into the spare
+  // room; when it does not fit, storage grows once to the exact size and it is
+  // formatted again. False, content unchanged, when growth fails or the
+  // format is rejected (vsnprintf fails). As with snprintf, no argument may
+  // point into this buffer's storage.
+  bool appendFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
  private:
   static constexpr uint8_t kValidityMarker = 170;
@@ -642,6 +933,8 @@ class StringBuffer : public ObjectBase {
   void wipeIfSecure();
   // The writers that fill the storage in place (hex dumps, Base64, rebuilds).
   friend struct StringBufferTail;
+  // The shared worker of the canonicalizers; log may be null.
+  bool percentEncodeInPlace(const sb_internal::PercentEncoding& encoding, const LogBase* log);
 
   uint8_t m_validity = kValidityMarker;
   bool m_secure = false;
@@ -690,4 +983,60 @@ inline void StringBuffer::putBytes(const char* p, unsigned int n) {
   std::memmove(m_data + m_length, p, n);
   m_length += n;
   m_data[m_length] = 0;
+}
+
+// ---- Extensions, continued (core/extensions.cpp): comparisons, streaming, hashing, join ----
+// string_view compares by unsigned byte value (char_traits<char>::lt is
+// specified that way), so these give the same order as memcmp.
+inline bool operator==(const StringBuffer& a, const StringBuffer& b) { return a.view() == b.view(); }
+inline bool operator==(const StringBuffer& a, std::string_view b) { return a.view() == b; }
+inline bool operator==(std::string_view a, const StringBuffer& b) { return a == b.view(); }
+inline bool operator==(const StringBuffer& a, const char* b) { return a.view() == std::string_view(b != nullptr ? b : ""); }
+inline bool operator==(const char* a, const StringBuffer& b) { return b == a; }
+inline bool operator!=(const StringBuffer& a, const StringBuffer& b) { return !(a == b); }
+inline bool operator!=(const StringBuffer& a, std::string_view b) { return !(a == b); }
+inline bool operator!=(std::string_view a, const StringBuffer& b) { return !(a == b); }
+inline bool operator!=(const StringBuffer& a, const char* b) { return !(a == b); }
+inline bool operator!=(const char* a, const StringBuffer& b) { return !(b == a); }
+inline bool operator<(const StringBuffer& a, const StringBuffer& b) { return a.view() < b.view(); }
+inline bool operator<(const StringBuffer& a, std::string_view b) { return a.view() < b; }
+inline bool operator<(std::string_view a, const StringBuffer& b) { return a < b.view(); }
+inline bool operator<(const StringBuffer& a, const char* b) { return a.view() < std::string_view(b != nullptr ? b : ""); }
+inline bool operator<(const char* a, const StringBuffer& b) { return std::string_view(a != nullptr ? a : "") < b.view(); }
+// Writes the full content, zero bytes included.
+std::ostream& operator<<(std::ostream& os, const StringBuffer& sb);
+
+// The same hash as the content's string_view, so a StringBuffer key and a
+// string_view of the same bytes land in the same bucket.
+namespace std {
+template <>
+struct hash<StringBuffer> {
+  size_t operator()(const StringBuffer& sb) const noexcept { return hash<string_view>()(sb.view()); }
+};
+}  // namespace std
+
+template <typename Range, typename>
+bool StringBuffer::join(const Range& pieces, std::string_view separator) {
+  const StorageRange storage = storageRange();
+  uint64_t total = 0;
+  uint64_t count = 0;
+  bool aliased = storage.holds(separator);
+  for (const auto& piece : pieces) {
+    const std::string_view v = pieceOf(piece);
+    total += v.size();
+    ++count;
+    aliased |= storage.holds(v);
+  }
+  if (count > 1) total += (count - 1) * separator.size();
+  StringBuffer grown;
+  char* w = joinRoom(total, aliased, grown);
+  if (w == nullptr) return false;
+  bool first = true;
+  for (const auto& piece : pieces) {
+    if (!first) w = putPiece(w, separator);
+    first = false;
+    w = putPiece(w, pieceOf(piece));
+  }
+  joinDone(w, grown);
+  return true;
 }

@@ -117,6 +117,7 @@ bool StringBuffer::insertCharAt(char c, unsigned int pos) {
   // inserts are text operations and callers holding binary data splice with
   // the counted appends instead.
   StringBuffer tail;
+  tail.setSecureBuf(m_secure);  // the saved tail is a copy of the content
   if (!tail.append(m_data + pos)) return false;
   m_data[pos] = c;
   m_data[pos + 1] = 0;
@@ -131,6 +132,7 @@ bool StringBuffer::insertAt(const StringBuffer& other, unsigned int pos) {
   if (pos == 0) return prepend(other.m_data);
   if (pos >= m_length) return append(other);
   StringBuffer tail;
+  tail.setSecureBuf(m_secure);
   if (!tail.append(m_data + pos)) return false;
   chopAt(pos);
   return append(other) && append(tail);

@@ -51,6 +51,12 @@ unsigned char* ByteAllocator::allocate(uint32_t n) noexcept {
   return reinterpret_cast<unsigned char*>(new (std::nothrow) char[n == 0 ? 1 : n]);
 }
 
+bool ByteAllocator::admitObject(uint32_t n) noexcept {
+  if (!gControlArmed.load(std::memory_order_relaxed)) return true;
+  if (gCounting.load(std::memory_order_relaxed)) gAllocationCount.fetch_add(1, std::memory_order_relaxed);
+  return !injectedFailure(n);
+}
+
 void ByteAllocator::release(unsigned char* block, uint32_t size) noexcept {
   if (block == nullptr) return;
   if (gControlArmed.load(std::memory_order_relaxed)) {

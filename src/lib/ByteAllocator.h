@@ -11,6 +11,10 @@ class ByteAllocator {
   // Array delete of a block from allocate(); size is what the owner believes
   // the block holds and is only passed to the release observer. Null is fine.
   static void release(unsigned char* block, uint32_t size) noexcept;
+  // Asked before the library makes a heap object of n bytes with nothrow
+  // new (the factories' buffers): false when the test switch fails this
+  // allocation, which it counts like a block. Always true otherwise.
+  static bool admitObject(uint32_t n) noexcept;
 
   // Test-only control. Everything here is off by default and then costs one
   // relaxed atomic load per call.

@@ -77,11 +77,6 @@ bool DataBuffer::append(const void* data, unsigned int n) {
   return true;
 }
 
-unsigned char* DataBuffer::reserveTail(unsigned int n) {
-  if (!reserveMore(n == 0 ? 1 : n)) return nullptr;
-  return m_data + m_size;
-}
-
 bool DataBuffer::appendChar(unsigned char c) {
   if (!reserveMore(1)) return false;
   m_data[m_size++] = c;
@@ -93,6 +88,21 @@ bool DataBuffer::ensureBuffer(unsigned int n) {
   if (need <= m_capacity) return true;
   if (need > UINT32_MAX) return false;
   return reallocate(static_cast<uint32_t>(need));
+}
+
+unsigned char* DataBuffer::reserveTail(unsigned int n) {
+  const uint64_t need = uint64_t(m_size) + n;
+  if (need > m_capacity) {
+    if (need > UINT32_MAX) return nullptr;
+    // Exact for a first fill; half again the old block when producers keep
+    // appending to one buffer, so that a loop of them stays linear.
+    uint64_t capacity = uint64_t(m_capacity) + m_capacity / 2;
+    if (capacity < need) capacity = need;
+    if (capacity > UINT32_MAX) capacity = UINT32_MAX;
+    if (!reallocate(static_cast<uint32_t>(capacity))) return nullptr;
+  }
+  // A request for nothing still gets a valid pointer (getData2 never is null).
+  return getData2() + m_size;
 }
 
 bool DataBuffer::appendHex(const char* text, uint32_t length) {

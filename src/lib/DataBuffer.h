@@ -31,7 +31,8 @@ class DataBuffer {
   unsigned int getBufSize() const { return m_capacity; }
   // For writers that fill the buffer straight from a table: makes room for n
   // more bytes and returns where they go (null when memory runs out). The
-  // bytes count as content only once commitTail says how many were written.
+  // bytes count as content only once commitTail says how many were written,
+  // so a writer that gives up leaves the content as it was.
   unsigned char* reserveTail(unsigned int n);
   // Adds n bytes written behind the content to it; n must not exceed what
   // the last reserveTail made room for.

@@ -57,11 +57,6 @@ bool ExtPtrArray::appendPtr(TarvexObject* obj) {
   return true;
 }
 
-TarvexObject* ExtPtrArray::elementAt(int i) const {
-  if (i < 0 || static_cast<uint32_t>(i) >= m_size) return nullptr;
-  return m_items[i];
-}
-
 TarvexObject* ExtPtrArray::removeAt(int i) {
   TarvexObject* obj = elementAt(i);
   if (obj == nullptr) return nullptr;

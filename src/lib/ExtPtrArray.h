@@ -23,7 +23,9 @@ class ExtPtrArray : public TarvexObject {
   // Number of elements.
   int getSize() const { return static_cast<int>(m_size); }
   // Element i, or null when i is out of range.
-  TarvexObject* elementAt(int i) const;
+  TarvexObject* elementAt(int i) const {
+    return i < 0 || static_cast<uint32_t>(i) >= m_size ? nullptr : m_items[i];
+  }
   // Takes element i out and hands it to the caller, who then owns it; the
   // elements behind it move up. Null when i is out of range.
   TarvexObject* removeAt(int i);

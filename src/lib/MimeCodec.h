@@ -5,8 +5,19 @@
 class DataBuffer;
 class StringBuffer;
 
+class LogBase;
+
 class MimeCodec {
  public:
+  // Decodes the MIME encoded words of sb (RFC 2047, "=?charset?B?text?=" and
+  // "=?charset?Q?text?=", either case, "charset*lang" accepted) in place to
+  // UTF-8. White space between two encoded words is dropped, and adjacent
+  // words of one charset are joined before conversion, so a character split
+  // between them comes out whole. A malformed word, or one whose charset is
+  // unknown, is left as it stands; text outside words is not touched. False
+  // only when memory runs out, with sb as it was.
+  static bool decodeEncodedWords(StringBuffer& sb, LogBase& log);
+
   // Appends the Base64 text of n bytes to out on one line (no line breaks).
   // Null data or n == 0 appends nothing and succeeds. False when out cannot
   // grow; out is then as it was.

@@ -313,36 +313,68 @@ bool singleByteToUtf8(const SingleByteTable& t, const unsigned char* p, unsigned
   return exact;
 }
 
+// Number of ASCII bytes before the first byte with its high bit set, given
+// the word's high bits (not 0).
+inline unsigned asciiPrefix(uint64_t highBits) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ && (defined(__GNUC__) || defined(__clang__))
+  return static_cast<unsigned>(__builtin_ctzll(highBits)) / 8;
+#else
+  unsigned n = 0;
+  unsigned char bytes[8];
+  std::memcpy(bytes, &highBits, 8);
+  while (bytes[n] == 0) ++n;
+  return n;
+#endif
+}
+
 // UTF-8 to a single-byte page through the reverse table; what has no byte
-// there (or is not UTF-8) becomes "?".
+// there (or is not UTF-8) becomes "?". An ASCII-compatible page copies eight
+// bytes at a time and then keeps only the ASCII prefix of them, so the bytes
+// before a character cost no branch each.
 bool utf8ToSingleByte(const SingleByteTable& t, const unsigned char* p, unsigned int n, DataBuffer& out) {
   bool exact = true;
   Writer writer(out);
   const unsigned char* const end = p + n;
   while (p < end) {
     const unsigned int len = static_cast<unsigned int>(end - p) < kBlock ? static_cast<unsigned int>(end - p) : kBlock;
-    if (!writer.reserve(len)) return false;
+    // Eight bytes of slack for the word copies.
+    if (!writer.reserve(len + 8)) return false;
     unsigned char* w = writer.w();
     const unsigned char* const blockEnd = p + len;
     // A character may run past the block's end; it is read whole all the
     // same, as every character yields at most one output byte.
     while (p < blockEnd) {
       if (t.asciiCompatible) {
-        while (blockEnd - p >= 8) {
+        if (blockEnd - p >= 8) {
           const uint64_t word = load64(p);
-          if ((word & kHighBits) != 0) break;
           std::memcpy(w, &word, 8);
-          p += 8;
-          w += 8;
-        }
-        if (p >= blockEnd) break;
-        if (*p < 0x80) {
+          const uint64_t high = word & kHighBits;
+          if (high == 0) {
+            p += 8;
+            w += 8;
+            continue;
+          }
+          const unsigned ascii = asciiPrefix(high);
+          p += ascii;
+          w += ascii;
+        } else if (*p < 0x80) {
           *w++ = *p++;
           continue;
         }
       }
+      // Two- and three-byte characters, the only ones a single-byte page
+      // can hold, are read here; the rest goes to the full decoder.
       uint32_t cp;
-      p += _tvUtf::decodeUtf8(p, end, cp);
+      const unsigned char c = *p;
+      if (c >= 0xC2 && c <= 0xDF && end - p >= 2 && (p[1] & 0xC0) == 0x80) {
+        cp = uint32_t(c & 0x1F) << 6 | (p[1] & 0x3F);
+        p += 2;
+      } else if (c >= 0xE1 && c <= 0xEC && end - p >= 3 && (p[1] & 0xC0) == 0x80 && (p[2] & 0xC0) == 0x80) {
+        cp = uint32_t(c & 0x0F) << 12 | uint32_t(p[1] & 0x3F) << 6 | (p[2] & 0x3F);
+        p += 3;
+      } else {
+        p += _tvUtf::decodeUtf8(p, end, cp);
+      }
       const int byte = cp == _tvUtf::kInvalid ? -1 : t.byteFor(cp);
       if (byte < 0) {
         *w++ = '?';
@@ -702,7 +734,10 @@ bool _tvEncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsi
   const CodePage& toPage = kCodePages[to];
   if (toPage.kind == Kind::Utf8) return decodeToUtf8(from, src, n, out);
   if (fromPage.kind == Kind::Utf8) {
-    if (_tvUtf::isValidUtf8(src, n, 0)) return encodeFromUtf8(to, src, n, out);
+    // The table and Unicode writers read UTF-8 themselves, bad bytes and
+    // all; only iconv needs it well formed first.
+    const bool ownReader = toPage.kind != Kind::Multi && (toPage.kind != Kind::SingleByte || tableOf(to) != nullptr);
+    if (ownReader || _tvUtf::isValidUtf8(src, n, 0)) return encodeFromUtf8(to, src, n, out);
   } else if (fromPage.kind == Kind::SingleByte && toPage.kind == Kind::SingleByte) {
     const SingleByteTable* a = tableOf(from);
     const SingleByteTable* b = tableOf(to);

@@ -33,22 +33,59 @@ constexpr auto kLead = leadTable();
 
 constexpr uint64_t kHighBits = 0x8080808080808080ULL;
 
+// The same rules as a shift automaton for stretches of mixed text: each
+// state is a bit offset (a multiple of 6), and the row of a byte holds, at
+// each state's offset, the offset of the state that byte leads to. One load
+// that does not depend on the state and one shift per byte, no branch.
+enum DfaState : uint8_t {
+  kAccept = 0,
+  kError = 6,
+  kTail1 = 12,     // one continuation byte to go
+  kTail2 = 18,     // two to go
+  kTail3 = 24,     // three to go
+  kAfterE0 = 30,   // A0..BF next (no overlong three-byte form)
+  kAfterED = 36,   // 80..9F next (no surrogate)
+  kAfterF0 = 42,   // 90..BF next (no overlong four-byte form)
+  kAfterF4 = 48,   // 80..8F next (nothing above U+10FFFF)
+};
+
+constexpr uint8_t dfaNext(uint8_t state, int b, bool surrogatesPass) {
+  const bool trail = b >= 0x80 && b <= 0xBF;
+  switch (state) {
+    case kAccept:
+      if (b < 0x80) return kAccept;
+      if (b >= 0xC2 && b <= 0xDF) return kTail1;
+      if (b == 0xE0) return kAfterE0;
+      if (b == 0xED) return surrogatesPass ? kTail2 : kAfterED;
+      if (b >= 0xE1 && b <= 0xEF) return kTail2;
+      if (b == 0xF0) return kAfterF0;
+      if (b >= 0xF1 && b <= 0xF3) return kTail3;
+      if (b == 0xF4) return kAfterF4;
+      return kError;
+    case kTail1: return trail ? kAccept : kError;
+    case kTail2: return trail ? kTail1 : kError;
+    case kTail3: return trail ? kTail2 : kError;
+    case kAfterE0: return b >= 0xA0 && b <= 0xBF ? kTail1 : kError;
+    case kAfterED: return b >= 0x80 && b <= 0x9F ? kTail1 : kError;
+    case kAfterF0: return b >= 0x90 && b <= 0xBF ? kTail2 : kError;
+    case kAfterF4: return b >= 0x80 && b <= 0x8F ? kTail2 : kError;
+    default: return kError;
+  }
+}
+
+constexpr std::array<uint64_t, 256> dfaRows(bool surrogatesPass) {
+  std::array<uint64_t, 256> rows{};
+  for (int b = 0; b < 256; ++b)
+    for (uint8_t s = 0; s <= kAfterF4; s += 6) rows[b] |= uint64_t(dfaNext(s, b, surrogatesPass)) << s;
+  return rows;
+}
+constexpr auto kDfaStrict = dfaRows(false);
+constexpr auto kDfaSurrogates = dfaRows(true);
+
 inline uint64_t load64(const unsigned char* p) {
   uint64_t w;
   std::memcpy(&w, p, 8);
   return w;
-}
-
-// Skips the ASCII run at p: four words at a time while the text is long,
-// then word by word, then byte by byte up to the first byte above 127.
-inline const unsigned char* skipAscii(const unsigned char* p, const unsigned char* end) {
-  while (end - p >= 32) {
-    if (((load64(p) | load64(p + 8) | load64(p + 16) | load64(p + 24)) & kHighBits) != 0) break;
-    p += 32;
-  }
-  while (end - p >= 8 && (load64(p) & kHighBits) == 0) p += 8;
-  while (p < end && *p < 0x80) ++p;
-  return p;
 }
 
 inline bool isTrail(unsigned char c) { return (c & 0xC0) == 0x80; }
@@ -65,23 +102,28 @@ inline void putLe32(unsigned char* out, uint32_t v) {
 bool _tvUtf::isValidUtf8(const unsigned char* data, unsigned int n, unsigned int flags) {
   if (n == 0) return true;
   if (data == nullptr) return false;
-  const bool surrogatesPass = (flags & kAcceptSurrogates) != 0;
+  const uint64_t* rows = (flags & kAcceptSurrogates) != 0 ? kDfaSurrogates.data() : kDfaStrict.data();
   const unsigned char* p = data;
   const unsigned char* const end = data + n;
-  while (p < end) {
-    if (*p < 0x80) {
-      p = skipAscii(p, end);
-      continue;
+  uint64_t state = kAccept;
+  while (end - p >= 8) {
+    // Between characters, ASCII is skipped a word (or four) at a time.
+    if (state == kAccept) {
+      while (end - p >= 32 && ((load64(p) | load64(p + 8) | load64(p + 16) | load64(p + 24)) & kHighBits) == 0)
+        p += 32;
+      if (end - p < 8) break;
+      if ((load64(p) & kHighBits) == 0) {
+        p += 8;
+        continue;
+      }
     }
-    const Lead lead = kLead[*p];
-    if (lead.length == 0 || end - p < lead.length) return false;
-    const unsigned char high = (surrogatesPass && *p == 0xED) ? 0xBF : lead.high;
-    if (p[1] < lead.low || p[1] > high) return false;
-    if (lead.length >= 3 && !isTrail(p[2])) return false;
-    if (lead.length == 4 && !isTrail(p[3])) return false;
-    p += lead.length;
+    for (int k = 0; k < 8; ++k) state = rows[p[k]] >> (state & 63);
+    state &= 63;
+    if (state == kError) return false;
+    p += 8;
   }
-  return true;
+  for (; p < end; ++p) state = rows[*p] >> (state & 63);
+  return (state & 63) == kAccept;
 }
 
 unsigned int _tvUtf::decodeUtf8(const unsigned char* p, const unsigned char* end, uint32_t& codePoint) {

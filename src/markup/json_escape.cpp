@@ -6,7 +6,10 @@
 
 #include "core/StringBuffer.h"
 #include "core/internal/utf8_tables.h"
+#include "markup/internal/aliasing.h"
 #include "markup/internal/byte_scan.h"
+#include "markup/internal/run_stager.h"
+#include "lib/_tvUtf.h"
 
 namespace {
 
@@ -111,14 +114,44 @@ Byte* writeEscaped(const Byte* begin, const Byte* end, Byte* w) {
 
 const Byte* bytes(const char* p) { return reinterpret_cast<const Byte*>(p); }
 
-// Offset of q inside the n bytes (terminator included) at base, or -1 when it
-// lies elsewhere: arguments that alias the content must follow it when
-// growth moves it.
-int64_t offsetInside(const char* q, const char* base, uint32_t n) {
-  const auto a = reinterpret_cast<std::uintptr_t>(q);
-  const auto b = reinterpret_cast<std::uintptr_t>(base);
-  return q != nullptr && base != nullptr && a >= b && a - b <= n ? static_cast<int64_t>(a - b) : -1;
+// What a backslash and the byte after it decode to; -1: both are dropped.
+// 'u' is handled apart.
+constexpr std::array<int16_t, 256> kUnescaped = [] {
+  std::array<int16_t, 256> t{};
+  for (auto& v : t) v = -1;
+  t['"'] = '"';
+  t['/'] = '/';
+  t['\\'] = '\\';
+  t['b'] = '\b';
+  t['f'] = '\f';
+  t['n'] = '\n';
+  t['r'] = '\r';
+  t['t'] = '\t';
+  return t;
+}();
+
+// Our choice for the four bytes after "\u": the hex digits they begin with
+// (either case) make the value, and the first other byte ends it, as the
+// library's hex reader does: "\u12zz" stands for U+0012.
+uint32_t hexUnit(const Byte* p) {
+  uint32_t v = 0;
+  for (int i = 0; i < 4; ++i) {
+    const Byte c = p[i];
+    const uint32_t d = c >= '0' && c <= '9' ? c - '0' : (c | 0x20) >= 'a' && (c | 0x20) <= 'f' ? (c | 0x20) - 'a' + 10 : 16;
+    if (d == 16) break;
+    v = v << 4 | d;
+  }
+  return v;
 }
+
+bool isHighSurrogate(uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
+bool isLowSurrogate(uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
+
+// The decoded output goes to out in chunks of 200 bytes or more. Zero bytes
+// (from the source or from "\u0000") are content and are kept even at the
+// end of a chunk, which appendN would drop from the count.
+constexpr unsigned int kDecodeFlushAt = 200;
+constexpr unsigned int kDecodeStage = 206;  // a unit writes at most 6 bytes
 
 }  // namespace
 
@@ -158,12 +191,11 @@ bool StringBuffer::appendJsonMember(bool comma, const char* name, const char* va
   // Our choice: the member is written straight into our storage after one
   // reservation, with no escaped copy of the value in between; when that
   // reservation fails nothing is appended rather than a partial member.
-  // name and value may lie in our own content, which growth moves.
-  const int64_t nameOffset = offsetInside(name, m_data, m_length);
-  const int64_t valueOffset = offsetInside(value, m_data, m_length);
+  const int64_t nameOffset = markup_alias::offsetInside(name, m_data, m_length);
+  const int64_t valueOffset = markup_alias::offsetInside(value, m_data, m_length);
   if (!ensureRoom(static_cast<unsigned int>(total))) return true;
-  if (nameOffset >= 0) name = m_data + nameOffset;
-  if (valueOffset >= 0) valueBegin = bytes(m_data + valueOffset);
+  name = markup_alias::follow(name, nameOffset, m_data);
+  valueBegin = bytes(markup_alias::follow(reinterpret_cast<const char*>(valueBegin), valueOffset, m_data));
 
   Byte* w = reinterpret_cast<Byte*>(m_data + m_length);
   if (comma) *w++ = ',';
@@ -178,4 +210,72 @@ bool StringBuffer::appendJsonMember(bool comma, const char* name, const char* va
   *w = 0;
   m_length += static_cast<unsigned int>(total);
   return true;
+}
+
+bool StringBuffer::jsonDecode(const char* source, unsigned int count, StringBuffer& out) {
+  if (count == 0 || source == nullptr) return true;
+  // Chunks are appended while the source is read, so a source inside out's
+  // own content is read from a copy.
+  StringBuffer copy;
+  copy.setSecureBuf(out.m_secure);
+  if (markup_alias::offsetInside(source, out.m_data, out.m_length) >= 0) {
+    if (!copy.appendN(source, count)) return false;
+    source = copy.m_data;
+  }
+  const auto sink = [&out](const Byte* p, unsigned int n) {
+    if (!out.ensureRoom(n)) return false;
+    out.putBytes(reinterpret_cast<const char*>(p), n);
+    return true;
+  };
+  markup_stage::RunStager<kDecodeFlushAt, kDecodeStage, decltype(sink)> stager(sink);
+  const auto putCodePoint = [&stager](uint32_t codePoint) {
+    char utf8[4];
+    unsigned int n = 0;
+    _tvUtf::codePointToUtf8(codePoint, utf8, n);
+    stager.putUnit(utf8, n);
+  };
+  const Byte* p = bytes(source);
+  const Byte* const end = p + count;
+  while (p < end && stager.ok()) {
+    const void* hit = std::memchr(p, '\\', static_cast<size_t>(end - p));
+    const Byte* slash = hit != nullptr ? static_cast<const Byte*>(hit) : end;
+    stager.putRun(p, static_cast<unsigned int>(slash - p));
+    p = slash;
+    if (end - p < 2) break;  // no backslash left, or a final one, which is dropped
+    if (p[1] != 'u') {
+      if (kUnescaped[p[1]] >= 0) {
+        const Byte c = static_cast<Byte>(kUnescaped[p[1]]);
+        stager.putUnit(&c, 1);
+      }
+      p += 2;
+      continue;
+    }
+    const auto digits = static_cast<size_t>(end - p - 2);
+    if (digits == 0) break;
+    if (digits < 4) {
+      p += 2;  // the few bytes left are ordinary input
+      continue;
+    }
+    const uint32_t unit = hexUnit(p + 2);
+    if (isHighSurrogate(unit) && digits >= 10 && p[6] == '\\' && p[7] == 'u') {
+      // A pair is read as UTF-16 would read it: a high surrogate followed by
+      // anything but a low one is a broken character, and a second unit that
+      // is itself a surrogate is one more.
+      const uint32_t second = hexUnit(p + 8);
+      if (isLowSurrogate(second)) {
+        putCodePoint(0x10000 + ((unit - 0xD800) << 10) + (second - 0xDC00));
+      } else {
+        putCodePoint(_tvUtf::kReplacement);
+        putCodePoint(isHighSurrogate(second) || isLowSurrogate(second) ? _tvUtf::kReplacement : second);
+      }
+      p += 12;
+      continue;
+    }
+    // Note: a lone surrogate is written in its three-byte form, as it came.
+    putCodePoint(unit);
+    p += 6;
+  }
+  const bool ok = stager.finish();
+  if (out.m_secure) stager.wipe();
+  return ok;
 }

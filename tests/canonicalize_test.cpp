@@ -1,0 +1,296 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <random>
+#include <string>
+
+#include "lib/LogBase.h"
+#include "test_support.h"
+
+namespace {
+
+using std::string;
+
+// The eight ways of calling the seven canonicalizers (the AWS query part
+// with its "/" flag both ways).
+enum Op { kUri, kPart, kPartSlash, kAwsQuery, kPath, kMws, kValue, kAllQuery, kOpCount };
+const char* const kOpNames[kOpCount] = {"awsNormalizeUriUtf8", "awsNormalizeQueryStringPart(false)",
+                                        "awsNormalizeQueryStringPart(true)", "awsNormalizeQueryParams",
+                                        "nonAwsNormalizePath", "mwsNormalizeQueryParams",
+                                        "nonAwsNormalizeQueryParamValue", "nonAwsNormalizeAllQueryParams"};
+
+bool run(Op op, StringBuffer& sb, LogBase& log) {
+  switch (op) {
+    case kUri: return sb.awsNormalizeUriUtf8(log);
+    case kPart: return sb.awsNormalizeQueryStringPart(false, log);
+    case kPartSlash: return sb.awsNormalizeQueryStringPart(true, log);
+    case kAwsQuery: return sb.awsNormalizeQueryParams();
+    case kPath: return sb.nonAwsNormalizePath();
+    case kMws: return sb.mwsNormalizeQueryParams();
+    case kValue: return sb.nonAwsNormalizeQueryParamValue(log);
+    default: return sb.nonAwsNormalizeAllQueryParams();
+  }
+}
+
+string canonical(Op op, const string& in, const char* keywords = "") {
+  LogNull log;
+  log.optionKeywords.setString(keywords);
+  StringBuffer sb = bufferOf(in);
+  EXPECT_TRUE(run(op, sb, log));
+  return bytesOf(sb);
+}
+
+// A second, deliberately naive statement of each operation's rule, spelled
+// out from scratch, to check the table-driven encoder against.
+struct Rule { string plain; char percent; bool plus; };  // percent: c(opy), e(ncode), h(ex pair)
+const string kAlnum = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789~";
+const Rule kRules[kOpCount] = {
+    {kAlnum + "-._/", 'h', false},           {kAlnum + "-._", 'h', false},
+    {kAlnum + "-._/", 'h', false},           {kAlnum + "-._&/=?", 'c', false},
+    {kAlnum + "!$'()*+,-./:<=>@_", 'c', false}, {kAlnum + "-._", 'e', false},
+    {kAlnum + "!$'()-./:<>?@_", 'h', true},  {kAlnum + "!$&'()-./:<=>?@_", 'c', true},
+};
+
+string pct(unsigned char b) {
+  static const char hex[] = "0123456789ABCDEF";
+  return string{'%', hex[b >> 4], hex[b & 15]};
+}
+
+string reference(Op op, const string& in) {
+  const Rule& r = kRules[op];
+  auto isHex = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+  string out;
+  for (size_t i = 0; i < in.size(); ++i) {
+    const unsigned char b = static_cast<unsigned char>(in[i]);
+    if (b >= 0xC0) {
+      const size_t trailing = b < 0xE0 ? 1 : b < 0xF0 ? 2 : b < 0xF8 ? 3 : b < 0xFC ? 4 : 5;
+      out += pct(b);
+      for (size_t k = 0; k < trailing && i + 1 < in.size(); ++k) out += pct(static_cast<unsigned char>(in[++i]));
+    } else if (b == '%') {
+      const bool pair = i + 2 < in.size() && isHex(in[i + 1]) && isHex(in[i + 2]);
+      out += r.percent == 'c' || (r.percent == 'h' && pair) ? "%" : "%25";
+    } else if (b == ' ' && r.plus) {
+      out += '+';
+    } else if (b != 0 && r.plain.find(static_cast<char>(b)) != string::npos) {
+      out += static_cast<char>(b);
+    } else {
+      out += pct(b);
+    }
+  }
+  return out;
+}
+
+TEST(Canonicalize, EveryByteValue) {
+  for (int op = 0; op < kOpCount; ++op) {
+    SCOPED_TRACE(kOpNames[op]);
+    for (int b = 0; b < 256; ++b) {
+      SCOPED_TRACE(b);
+      // Alone, and between plain letters, so a lead byte meets both the end
+      // of the content and a plain byte it swallows.
+      const string alone(1, static_cast<char>(b));
+      EXPECT_EQ(reference(Op(op), alone), canonical(Op(op), alone));
+      const string framed = "a" + alone + "bcdef";
+      EXPECT_EQ(reference(Op(op), framed), canonical(Op(op), framed));
+    }
+  }
+}
+
+TEST(Canonicalize, AgreesWithReferenceOnRandomText) {
+  // Bytes drawn mostly from the ones with a story: "%", hex digits, space,
+  // "+", "/", "=", a zero byte, stray trailing bytes and lead bytes.
+  const string alphabet = string("%%%4aF zZ+/=&?*;~.-_\x80\xBF\xC3\xE1\xF0\xFC", 26) + string(1, '\0');
+  std::mt19937 rng(7);
+  for (int n = 0; n < 3000; ++n) {
+    string in;
+    for (size_t len = rng() % 12; len > 0; --len) in += alphabet[rng() % alphabet.size()];
+    for (int op = 0; op < kOpCount; ++op) {
+      SCOPED_TRACE(kOpNames[op]);
+      ASSERT_EQ(reference(Op(op), in), canonical(Op(op), in)) << "input bytes: " << testing::PrintToString(in);
+    }
+  }
+}
+
+TEST(Canonicalize, Examples) {
+  struct Row { const char* name; string in; const char* want[kOpCount]; };
+  // Columns: uri, part, part with "/", aws query, path, mws, value, all query.
+  const Row rows[] = {
+      {"empty", "", {"", "", "", "", "", "", "", ""}},
+      {"unreserved", "abc-._~", {"abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~"}},
+      {"space and plus", "a b+c",
+       {"a%20b%2Bc", "a%20b%2Bc", "a%20b%2Bc", "a%20b%2Bc", "a%20b+c", "a%20b%2Bc", "a+b%2Bc", "a+b%2Bc"}},
+      {"joined pairs", "x=1&y=2",
+       {"x%3D1%26y%3D2", "x%3D1%26y%3D2", "x%3D1%26y%3D2", "x=1&y=2", "x=1%26y=2", "x%3D1%26y%3D2",
+        "x%3D1%26y%3D2", "x=1&y=2"}},
+      {"slashes", "/a/b", {"/a/b", "%2Fa%2Fb", "/a/b", "/a/b", "/a/b", "%2Fa%2Fb", "/a/b", "/a/b"}},
+      {"star, question, semicolon", "*?;",
+       {"%2A%3F%3B", "%2A%3F%3B", "%2A%3F%3B", "%2A?%3B", "*%3F%3B", "%2A%3F%3B", "%2A?%3B", "%2A?%3B"}},
+      {"utf-8 e acute", "\xC3\xA9", {"%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9"}},
+      {"lead byte swallows a letter", "\xC3" "A", {"%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41"}},
+      {"lead byte swallows a percent pair", "\xC3%41",
+       {"%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541"}},
+      {"lead byte swallows a space", "\xC3 ", {"%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20"}},
+      {"sequence cut short by the end", "a\xF0\x9F", {"a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F"}},
+      {"stray trailing byte, zero byte", string("\x80\0", 2), {"%80%00", "%80%00", "%80%00", "%80%00", "%80%00", "%80%00", "%80%00", "%80%00"}},
+      {"encoded pair", "%41", {"%41", "%41", "%41", "%41", "%41", "%2541", "%41", "%41"}},
+      {"lower-case pair keeps its case", "%2f", {"%2f", "%2f", "%2f", "%2f", "%2f", "%252f", "%2f", "%2f"}},
+      {"not a pair", "%zz", {"%25zz", "%25zz", "%25zz", "%zz", "%zz", "%25zz", "%25zz", "%zz"}},
+      {"one hex digit", "%4G", {"%254G", "%254G", "%254G", "%4G", "%4G", "%254G", "%254G", "%4G"}},
+      // The hex-pair rule at the last positions of the content.
+      {"pair ends the content", "ab%4f", {"ab%4f", "ab%4f", "ab%4f", "ab%4f", "ab%4f", "ab%254f", "ab%4f", "ab%4f"}},
+      {"one byte behind the percent", "ab%a", {"ab%25a", "ab%25a", "ab%25a", "ab%a", "ab%a", "ab%25a", "ab%25a", "ab%a"}},
+      {"final percent", "ab%", {"ab%25", "ab%25", "ab%25", "ab%", "ab%", "ab%25", "ab%25", "ab%"}},
+      {"pair ends in a zero byte", string("%4\0", 3),
+       {"%254%00", "%254%00", "%254%00", "%4%00", "%4%00", "%254%00", "%254%00", "%4%00"}},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    for (int op = 0; op < kOpCount; ++op) EXPECT_EQ(r.want[op], canonical(Op(op), r.in)) << kOpNames[op];
+  }
+}
+
+TEST(Canonicalize, PercentKeywords) {
+  struct Row { const char* keywords; string in; string want; };
+  const Row rows[] = {
+      {"", "a%41%zz", "a%41%25zz"},
+      {"AlwaysUrlEncodePercent", "a%41", "a%2541"},
+      {"AlwaysUrlEncodePercent", "/%2F/", "/%252F/"},
+      {"NoUrlEncodePercent", "%zz%", "%zz%"},
+      {"NoUrlEncodePercent", "%zz x", "%zz%20x"},
+      {"AlwaysUrlEncodePercent,NoUrlEncodePercent", "%41%z", "%41%z"},
+      {"NoUrlEncodePercent AlwaysUrlEncodePercent", "%41%z", "%41%z"},
+      {"xxAlwaysUrlEncodePercentyy", "%41", "%2541"},
+      {"alwaysurlencodepercent", "%41%z", "%41%25z"},  // keywords are case-sensitive
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.keywords);
+    EXPECT_EQ(r.want, canonical(kUri, r.in, r.keywords));
+  }
+  // Only the URI path reads them.
+  for (int op = kPart; op < kOpCount; ++op)
+    for (const char* keywords : {"AlwaysUrlEncodePercent", "NoUrlEncodePercent"})
+      EXPECT_EQ(canonical(Op(op), "%41%zz"), canonical(Op(op), "%41%zz", keywords)) << kOpNames[op];
+}
+
+TEST(Canonicalize, OwnOutputIsAFixedPoint) {
+  const string inputs[] = {"a b+c/%41%zz%", "\xE1\x88\xB4/x=y&z?*", string("%2f\0\x80 ~", 7), "%"};
+  const Op stable[] = {kUri, kPart, kPartSlash, kAwsQuery, kPath};
+  for (const string& in : inputs)
+    for (Op op : stable) {
+      const string once = canonical(op, in);
+      EXPECT_EQ(once, canonical(op, once)) << kOpNames[op];
+    }
+  for (const string& in : inputs) {
+    const string once = canonical(kUri, in, "NoUrlEncodePercent");
+    EXPECT_EQ(once, canonical(kUri, once, "NoUrlEncodePercent"));
+  }
+  // Not under "AlwaysUrlEncodePercent": each call encodes every "%" again.
+  EXPECT_EQ("%2520", canonical(kUri, canonical(kUri, " ", "AlwaysUrlEncodePercent"), "AlwaysUrlEncodePercent"));
+}
+
+TEST(Canonicalize, AllocatesOnceOrNotAtAll) {
+  const string longPlain(300, 'a');
+  struct Row { const char* name; Op op; string in; string want; uint64_t allocations; };
+  const Row rows[] = {
+      {"nothing to encode", kUri, longPlain, longPlain, 0},
+      {"spaces only, value", kValue, "a b " + longPlain, "a+b+" + longPlain, 0},
+      {"spaces only, whole query", kAllQuery, "a b&c", "a+b&c", 0},
+      {"spaces and an escape", kValue, "a b;", "a+b%3B", 1},
+      {"one escape in a long content", kUri, longPlain + "#", longPlain + "%23", 1},
+      {"inline content", kMws, "=", "%3D", 1},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    StringBuffer sb = bufferOf(r.in);
+    const char* before = sb.getString();
+    const unsigned int capacityBefore = sb.heapUsage();
+    LogNull log;
+    ScopedAllocatorControl control;
+    EXPECT_TRUE(run(r.op, sb, log));
+    EXPECT_EQ(r.want, bytesOf(sb));
+    EXPECT_EQ(r.allocations, control.allocations());
+    if (r.allocations == 0) {
+      EXPECT_EQ(before, sb.getString());
+      EXPECT_EQ(capacityBefore, sb.heapUsage());
+    } else {
+      // The block holds the result, its zero and three spare bytes.
+      EXPECT_EQ(r.want.size() + 4, sb.heapUsage());
+    }
+  }
+}
+
+TEST(Canonicalize, FailedAllocationLeavesContent) {
+  for (int op = 0; op < kOpCount; ++op) {
+    SCOPED_TRACE(kOpNames[op]);
+    const string in = "path with spaces/\xC3\xA9;%zz" + string(100, 'x');
+    StringBuffer sb = bufferOf(in);
+    LogNull log;
+    ScopedAllocatorControl control;
+    control.failNth(1);
+    EXPECT_FALSE(run(Op(op), sb, log));
+    EXPECT_EQ(in, bytesOf(sb));
+    // The buffer is still whole: a later call succeeds.
+    EXPECT_TRUE(run(Op(op), sb, log));
+    EXPECT_EQ(reference(Op(op), in), bytesOf(sb));
+  }
+}
+
+TEST(Canonicalize, SecureBufferWipesTheOldBlock) {
+  StringBuffer sb = bufferOf(string(200, 'k') + " secret");
+  sb.setSecureBuf(true);
+  ReleaseWatcher watcher(200);
+  EXPECT_TRUE(sb.mwsNormalizeQueryParams());
+  EXPECT_EQ(1u, watcher.releases());
+  EXPECT_FALSE(watcher.sawContent());
+}
+
+// Canonical URIs and query strings of the published AWS Signature Version 4
+// test suite, for the cases where canonicalization is only encoding (no dot
+// segments, no sorting). Query rows are single parameters or already sorted.
+TEST(Canonicalize, AwsSignatureV4Suite) {
+  struct Row { const char* name; string path; string canonicalPath; };
+  const Row paths[] = {
+      {"get-vanilla", "/", "/"},
+      {"get-space", "/example space/", "/example%20space/"},
+      {"get-utf8", "/\xE1\x88\xB4", "/%E1%88%B4"},
+      {"get-unreserved", "/-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz",
+       "/-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"},
+      {"already encoded segment", "/example%20space/", "/example%20space/"},
+      {"reserved characters", "/a:b@c!d$e'f(g)h*i+j,k;l=m", "/a%3Ab%40c%21d%24e%27f%28g%29h%2Ai%2Bj%2Ck%3Bl%3Dm"},
+  };
+  for (const Row& r : paths) {
+    SCOPED_TRACE(r.name);
+    EXPECT_EQ(r.canonicalPath, canonical(kUri, r.path));
+  }
+  // Services other than S3 encode the path twice: "%" of the first pass
+  // becomes %25 in the second.
+  EXPECT_EQ("/documents%2520and%2520settings/",
+            canonical(kUri, canonical(kUri, "/documents and settings/"), "AlwaysUrlEncodePercent"));
+
+  struct Param { const char* name; string key, value, canonicalPair; };
+  const Param params[] = {
+      {"get-vanilla-query-unreserved",
+       "-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz",
+       "-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz",
+       "-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz="
+       "-._~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"},
+      {"get-vanilla-utf8-query", "\xE1\x88\xB4", "bar", "%E1%88%B4=bar"},
+      {"get-vanilla-query", "Param1", "value1", "Param1=value1"},
+      {"empty value", "Param1", "", "Param1="},
+      {"equals sign in a value", "Param1", "a=b", "Param1=a%3Db"},
+      {"plus in a value", "Param1", "a+b", "Param1=a%2Bb"},
+      {"space in a value", "Param1", "a b", "Param1=a%20b"},
+      {"slash in a value", "prefix", "photos/2006/", "prefix=photos%2F2006%2F"},
+  };
+  for (const Param& p : params) {
+    SCOPED_TRACE(p.name);
+    // Name and value encoded one by one, then joined.
+    EXPECT_EQ(p.canonicalPair, canonical(kPart, p.key) + "=" + canonical(kPart, p.value));
+    // A joined query whose reserved characters are structure only.
+    if (p.value.find_first_of("=+ /") == string::npos) {
+      EXPECT_EQ(p.canonicalPair, canonical(kAwsQuery, p.key + "=" + p.value));
+    }
+  }
+  EXPECT_EQ("Param1=value1&Param2=value2", canonical(kAwsQuery, "Param1=value1&Param2=value2"));
+}
+
+}  // namespace

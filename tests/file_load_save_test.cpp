@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "lib/FileReader.h"
+#include "lib/LogBase.h"
+#include "lib/XString.h"
+#include "lib/_tvFileSys.h"
+#include "test_support.h"
+
+namespace {
+
+using std::string;
+
+// A fresh folder for each test, removed with everything in it afterwards;
+// the policy and the reader's switches are put back as well.
+class FileLoadSave : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/sb_files_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(pattern));
+    m_dir = pattern;
+  }
+  void TearDown() override {
+    _tvFileSys::setFileAccessPolicy(true, true);
+    FileReader::TestControl::reset();
+    for (const string& name : entries()) std::remove((m_dir + "/" + name).c_str());
+    rmdir(m_dir.c_str());
+  }
+
+  string path(const char* name) const { return m_dir + "/" + name; }
+  string write(const char* name, const string& bytes) const {
+    std::ofstream(path(name), std::ios::binary) << bytes;
+    return path(name);
+  }
+  static string read(const string& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream all;
+    all << in.rdbuf();
+    return all.str();
+  }
+  std::vector<string> entries() const {
+    std::vector<string> names;
+    if (DIR* d = opendir(m_dir.c_str())) {
+      while (dirent* e = readdir(d))
+        if (string(e->d_name) != "." && string(e->d_name) != "..") names.push_back(e->d_name);
+      closedir(d);
+    }
+    return names;
+  }
+
+  string m_dir;
+};
+
+TEST_F(FileLoadSave, LoadFileX) {
+  struct Row { const char* name; string before; string file; string want; };
+  const Row rows[] = {
+      {"empty file leaves the content", "xy", "", "xy"},
+      {"plain bytes are appended", "xy", "abc", "xyabc"},
+      {"zero bytes inside are kept", "", string("a\0b", 3), string("a\0b", 3)},
+      {"a lone UTF-8 mark is kept", "", "\xEF\xBB\xBF", "\xEF\xBB\xBF"},
+      {"UTF-8 mark dropped", "", "\xEF\xBB\xBF" "A", "A"},
+      {"UTF-8 mark behind content", "xy", "\xEF\xBB\xBF" "A", "xyA"},
+      {"content's own mark is not the file's", "\xEF\xBB\xBFz", "q", "\xEF\xBB\xBFzq"},
+      {"UTF-16 little-endian", "", string("\xFF\xFE" "H\0i\0", 6), "Hi"},
+      {"UTF-16 big-endian", "", string("\xFE\xFF\0H\0i", 6), "Hi"},
+      {"UTF-16 beyond ASCII", "", string("\xFF\xFE\xE9\0", 4), "\xC3\xA9"},
+      {"UTF-16 behind content", "xy", string("\xFF\xFE" "H\0i\0", 6), "xyHi"},
+      {"FE then another byte", "", "\xFE" "A", "\xFE" "A"},
+      {"FF then another byte", "", "\xFF" "A", "\xFF" "A"},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    StringBuffer sb = bufferOf(r.before);
+    EXPECT_TRUE(sb.loadFileUtf8(write("f", r.file).c_str(), nullptr));
+    EXPECT_EQ(r.want, bytesOf(sb));
+  }
+}
+
+TEST_F(FileLoadSave, LoadFailuresLeaveTheContent) {
+  write("f", "0123456789");
+  mkdir(path("d").c_str(), 0700);
+  struct Row { const char* name; string file; bool forbid; uint32_t endAfter; };
+  const Row rows[] = {
+      {"missing file", path("nothing"), false, 0},
+      {"directory", path("d"), false, 0},
+      {"reading forbidden", path("f"), true, 0},
+      {"file ends before its size", path("f"), false, 4},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    _tvFileSys::setFileAccessPolicy(!r.forbid, true);
+    FileReader::TestControl::endFilesAfter(r.endAfter);
+    StringBuffer sb("kept");
+    LogBase log;
+    EXPECT_FALSE(sb.loadFileUtf8(r.file.c_str(), &log));
+    EXPECT_FALSE(sb.loadFileUtf8(r.file.c_str(), nullptr));
+    EXPECT_EQ("kept", bytesOf(sb));
+    if (r.endAfter != 0) {
+      EXPECT_NE(nullptr, std::strstr(log.getText(), "bytes_received: 4"));
+      EXPECT_NE(nullptr, std::strstr(log.getText(), "filesize: 10"));
+    }
+  }
+  rmdir(path("d").c_str());
+  _tvFileSys::setFileAccessPolicy(true, true);
+  FileReader::TestControl::reset();
+
+  // A real file that reports more than it holds: sysfs gives every
+  // attribute a size of 4096.
+  const char* sysfs = "/sys/kernel/mm/transparent_hugepage/enabled";
+  struct stat st;
+  if (stat(sysfs, &st) == 0 && st.st_size == 4096) {
+    StringBuffer sb("kept");
+    EXPECT_FALSE(sb.loadFileUtf8(sysfs, nullptr));
+    EXPECT_EQ("kept", bytesOf(sb));
+  }
+}
+
+TEST_F(FileLoadSave, ShortReadsAreRetried) {
+  const string bytes = string(5000, 'x') + "end";
+  FileReader::TestControl::limitReadsTo(7);
+  StringBuffer sb;
+  EXPECT_TRUE(sb.loadFileUtf8(write("f", bytes).c_str(), nullptr));
+  EXPECT_EQ(bytes, bytesOf(sb));
+}
+
+TEST_F(FileLoadSave, OneAllocationForTheContent) {
+  const string file = write("f", string(100000, 'q'));
+  {
+    StringBuffer sb;
+    ScopedAllocatorControl control;
+    EXPECT_TRUE(sb.loadFileUtf8(file.c_str(), nullptr));
+    EXPECT_EQ(1u, control.allocations());
+    EXPECT_EQ(100000u, sb.getSize());
+  }
+  StringBuffer sb("kept");
+  ScopedAllocatorControl control;
+  control.failNth(1);
+  EXPECT_FALSE(sb.loadFileUtf8(file.c_str(), nullptr));
+  EXPECT_EQ("kept", bytesOf(sb));
+}
+
+TEST_F(FileLoadSave, CreateFromFile) {
+  write("a:b", "colon");
+  write("empty", "");
+  struct Row { const char* name; string path; bool found; const char* want; };
+  const Row rows[] = {
+      {"plain path", path("a:b"), true, "colon"},
+      {"file URL with a bar", "FILE:///" + m_dir + "/a|b", true, "colon"},
+      {"lower-case scheme", "file:///" + m_dir + "/a|b", true, "colon"},
+      {"empty file", path("empty"), true, ""},
+      {"missing file", path("nothing"), false, nullptr},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    StringBuffer* sb = StringBuffer::createFromFileUtf8(r.path.c_str(), nullptr);
+    ASSERT_EQ(r.found, sb != nullptr);
+    if (sb != nullptr) {
+      EXPECT_STREQ(r.want, sb->getString());
+    }
+    StringBuffer::deleteSb(sb);
+  }
+  // It asks for the write permission, then the read permission.
+  for (bool read : {false, true}) {
+    _tvFileSys::setFileAccessPolicy(read, !read);
+    EXPECT_EQ(nullptr, StringBuffer::createFromFileUtf8(path("a:b").c_str(), nullptr));
+  }
+}
+
+TEST_F(FileLoadSave, SaveToFile) {
+  const string file = write("f", "old content");
+  chmod(file.c_str(), 0640);
+  const string bytes("new\0bytes", 9);
+  EXPECT_TRUE(bufferOf(bytes).saveToFileUtf8(file.c_str(), nullptr));
+  EXPECT_EQ(bytes, read(file));
+  struct stat st;
+  ASSERT_EQ(0, stat(file.c_str(), &st));
+  EXPECT_EQ(0640u, st.st_mode & 07777u);
+  EXPECT_TRUE(StringBuffer().saveToFileUtf8(path("new").c_str(), nullptr));
+  EXPECT_EQ("", read(path("new")));
+
+  _tvFileSys::setFileAccessPolicy(true, false);
+  EXPECT_FALSE(StringBuffer("x").saveToFileUtf8(file.c_str(), nullptr));
+  EXPECT_EQ(bytes, read(file));
+  EXPECT_EQ(2u, entries().size());  // no temporary file left behind
+}
+
+TEST_F(FileLoadSave, FailedSaveKeepsTheOldFile) {
+  const string file = write("f", "the old file");
+  // Files may not grow past 100 bytes: the write of the new content fails
+  // half way, as on a full disk.
+  struct rlimit old;
+  getrlimit(RLIMIT_FSIZE, &old);
+  struct rlimit small = old;
+  small.rlim_cur = 100;
+  auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+  LogBase log;
+  const bool saved = StringBuffer(string(1000, 'n').c_str()).saveToFileUtf8(file.c_str(), &log);
+  setrlimit(RLIMIT_FSIZE, &old);
+  std::signal(SIGXFSZ, oldHandler);
+  EXPECT_FALSE(saved);
+  EXPECT_EQ("the old file", read(file));
+  EXPECT_EQ(1u, entries().size());
+  EXPECT_NE(nullptr, std::strstr(log.getText(), "error:"));
+}
+
+TEST_F(FileLoadSave, AppendToFile) {
+  const string file = write("f", "one,");
+  EXPECT_TRUE(StringBuffer("two,").appendToFileUtf8(file.c_str(), nullptr));
+  EXPECT_TRUE(StringBuffer("three").appendToFileUtf8(file.c_str(), nullptr));
+  EXPECT_EQ("one,two,three", read(file));
+  EXPECT_TRUE(StringBuffer("fresh").appendToFileUtf8(path("new").c_str(), nullptr));
+  EXPECT_EQ("fresh", read(path("new")));
+  EXPECT_FALSE(StringBuffer("x").appendToFileUtf8(path("no/such/dir").c_str(), nullptr));
+
+  _tvFileSys::setFileAccessPolicy(true, false);
+  EXPECT_FALSE(StringBuffer("four").appendToFileUtf8(file.c_str(), nullptr));
+  EXPECT_EQ("one,two,three", read(file));
+}
+
+TEST_F(FileLoadSave, SecureBufferWipesWhatAFailedLoadRead) {
+  const string file = write("f", string(300, 's'));
+  FileReader::TestControl::endFilesAfter(200);
+  StringBuffer sb;
+  sb.setSecureBuf(true);
+  EXPECT_FALSE(sb.loadFileUtf8(file.c_str(), nullptr));
+  ASSERT_GE(sb.heapUsage(), 300u);
+  const char* storage = sb.getString();
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(0, storage[i]) << i;
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "lib/StringBufferArray.h"
+#include "lib/StringScanner.h"
+#include "test_support.h"
+
+namespace {
+
+using std::string;
+
+const string kOpen = "\x1B$B";
+const string kClose = "\x1B(B";
+
+TEST(Iso2022, ReplaceAndRestore) {
+  struct Row { const char* name; string text, shielded; std::vector<string> parts; };
+  const Row rows[] = {
+      {"two segments", "a" + kOpen + "$\"$$" + kClose + "b" + kOpen + "F|" + kClose + "c",
+       "a" + kOpen + "TV_ISO2022_1" + kClose + "b" + kOpen + "TV_ISO2022_2" + kClose + "c", {"$\"$$", "F|"}},
+      {"segments touch each other and the ends", kOpen + "AB" + kClose + kOpen + "CD" + kClose,
+       kOpen + "TV_ISO2022_1" + kClose + kOpen + "TV_ISO2022_2" + kClose, {"AB", "CD"}},
+      {"empty segment", "x" + kOpen + kClose + "y", "x" + kOpen + "TV_ISO2022_1" + kClose + "y", {""}},
+      {"no closing sequence", "x" + kOpen + "AB", "x" + kOpen + "TV_ISO2022_1", {"AB"}},
+      {"opening sequence last", "x" + kOpen, "x" + kOpen, {}},
+      {"no segment", "plain " + kClose + " text", "plain " + kClose + " text", {}},
+      {"empty", "", "", {}},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.name);
+    StringBuffer sb = bufferOf(r.text);
+    StringBufferArray parts;
+    sb.iso2022Replace(parts);
+    EXPECT_EQ(r.shielded, bytesOf(sb));
+    ASSERT_EQ(static_cast<int>(r.parts.size()), parts.getSize());
+    for (int i = 0; i < parts.getSize(); ++i) EXPECT_EQ(r.parts[i], bytesOf(*parts.sbAt(i)));
+    sb.iso2022Restore(parts);
+    EXPECT_EQ(r.text, bytesOf(sb));
+  }
+}
+
+// Placeholder 1 is also the start of placeholders 10 to 19.
+TEST(Iso2022, TwelveSegmentsComeBackInOrder) {
+  string text;
+  for (int i = 0; i < 12; ++i) text += "<" + kOpen + string(2, static_cast<char>('A' + i)) + kClose;
+  StringBuffer sb = bufferOf(text);
+  StringBufferArray parts;
+  sb.iso2022Replace(parts);
+  EXPECT_EQ(12, parts.getSize());
+  EXPECT_EQ(string::npos, bytesOf(sb).find("AA"));
+  sb.iso2022Restore(parts);
+  EXPECT_EQ(text, bytesOf(sb));
+}
+
+TEST(Iso2022, NoSegmentObject) {
+  // The first allocation is the segment object: the rest stays as it was.
+  const string text = "a" + kOpen + "AB" + kClose + "b";
+  StringBuffer sb = bufferOf(text);
+  StringBufferArray parts;
+  {
+    ScopedAllocatorControl control;
+    control.failNth(1);
+    sb.iso2022Replace(parts);
+  }
+  EXPECT_EQ(0, parts.getSize());
+  EXPECT_EQ(text, bytesOf(sb));
+}
+
+TEST(Iso2022, Scanner) {
+  StringScanner scanner;
+  StringBuffer out;
+  scanner.setString("ab--cd--ef");
+  EXPECT_EQ(1, scanner.advancePastMarker("--", out));
+  EXPECT_EQ("ab--", bytesOf(out));
+  EXPECT_TRUE(scanner.captureUntilMarker("--", out));
+  EXPECT_EQ("ab--cd", bytesOf(out));
+  EXPECT_EQ(0, scanner.advancePastMarker("zz", out));
+  EXPECT_EQ(0, scanner.advancePastMarker("", out));
+  EXPECT_STREQ("--ef", scanner.remaining());
+  EXPECT_TRUE(scanner.captureUntilMarker("zz", out));
+  EXPECT_TRUE(scanner.atEnd());
+  EXPECT_EQ("ab--cd--ef", bytesOf(out));
+  scanner.setString(nullptr);
+  EXPECT_TRUE(scanner.atEnd());
+}
+
+}  // namespace
