@@ -102,6 +102,14 @@ TEST(CompareSearch, MatchBehindZeroByteIsNotFound) {
   const StringBuffer sb = bufferOf(std::string("abc\0needle", 10));
   EXPECT_EQ(-1, sb.indexOf("needle"));
   EXPECT_EQ(-1, sb.indexOfNoCase("NEEDLE"));
+  // A zero byte before the rare needle byte's first possible place, and one
+  // met only after the switch to the linear search.
+  const std::string run(20000, 'a'), longNeedle = std::string(300, 'a') + "b";
+  EXPECT_EQ(-1, bufferOf(std::string("a\0cabc!", 7)).indexOf("abc!"));
+  EXPECT_EQ(-1, bufferOf(std::string("a\0c", 3) + std::string(300, 'x') + "abc!").indexOf("abc!"));
+  EXPECT_EQ(303, bufferOf(std::string("abc", 3) + std::string(300, 'x') + "abc!").indexOf("abc!"));
+  EXPECT_EQ(-1, bufferOf(run + std::string(1, '\0') + longNeedle).indexOf(longNeedle.c_str()));
+  EXPECT_EQ(20000, bufferOf(run + longNeedle + std::string(1, '\0')).indexOf(longNeedle.c_str()));
   EXPECT_EQ(1, sb.indexOf("bc"));
   EXPECT_EQ(0, sb.indexOf(""));
 }

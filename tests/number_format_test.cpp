@@ -32,6 +32,12 @@ TEST(NumberFormat, DecimalAndHexForms) {
   sb.append(UINT_MAX);
   for (int64_t v : {INT64_MAX, INT64_MIN}) sb.append(" "), sb.appendInt64(v);
   EXPECT_STREQ("0 -1 2147483647 -2147483648 4294967295 9223372036854775807 -9223372036854775808", sb.getString());
+  // Each side of every change in digit count, where the length estimate must flip.
+  StringBuffer edges;
+  std::string expected;
+  for (int64_t p = 1; p <= INT64_MAX / 10; p *= 10)
+    for (int64_t v : {p - 1, p, -p}) edges.appendInt64(v), expected += std::to_string(v);
+  EXPECT_EQ(expected, bytesOf(edges));
   const std::pair<int, int> ints[] = {{-5, 3}, {12345, 2}, {0, -4}, {INT_MIN, 12}, {1, 30}};  // 30: wider than 24
   for (const auto& [value, digits] : ints) padded.appendInt(value, digits), padded.appendChar('|');
   EXPECT_EQ("-005|12345|0|-002147483648|" + std::string(29, '0') + "1|", bytesOf(padded));

@@ -921,6 +921,10 @@ class StringBuffer : public ObjectBase {
   // As ensureRoom, for a source that may lie in this buffer's own content:
   // growth moves the content, so source is re-pointed at the new storage.
   bool ensureRoomKeeping(const char*& source, unsigned int n);
+  // The growing halves of append and appendN, out of line so that the
+  // common case (room already there) stays small enough to inline.
+  bool appendGrowing(const char* s, size_t n);
+  bool appendNGrowing(const char* p, unsigned int n);
   // Copies n bytes to the end and terminates; room must already exist.
   void putBytes(const char* p, unsigned int n);
   // Points at the inline buffer and resets to the empty state.
@@ -941,6 +945,45 @@ class StringBuffer : public ObjectBase {
   unsigned int m_length = 0;
   unsigned int m_extendSize = kDefaultExtendSize;
 };
+
+// The appends that formatters and callers use in tight loops: the room test
+// and the copy are inline, and only growth costs a call.
+inline bool StringBuffer::append(const char* s) {
+  if (s == nullptr) return true;
+  const size_t n = std::strlen(s);
+  if (n == 0) return true;
+  // A source inside the content ends at or before its terminator, so it
+  // never overlaps the room after it: memcpy is enough.
+  if (n > 0xFFFFFFFEu || !hasRoomFor(static_cast<unsigned int>(n))) return appendGrowing(s, n);
+  std::memcpy(m_data + m_length, s, n);
+  m_length += static_cast<unsigned int>(n);
+  m_data[m_length] = 0;
+  return true;
+}
+
+inline bool StringBuffer::appendN(const char* p, unsigned int n) {
+  if (p == nullptr || n == 0) return true;
+  if (!hasRoomFor(n)) return appendNGrowing(p, n);
+  putBytes(p, n);
+  // Trailing zero bytes are not counted, including ones that were already
+  // at the end of the content; callers rely on counted text never ending in
+  // a terminator.
+  while (m_length != 0 && m_data[m_length - 1] == 0) --m_length;
+  return true;
+}
+
+inline bool StringBuffer::appendChar(char c) {
+  if (!hasRoomFor(1) && !expectNumBytes(1)) return false;
+  m_data[m_length++] = c;
+  m_data[m_length] = 0;
+  return true;
+}
+
+inline void StringBuffer::putBytes(const char* p, unsigned int n) {
+  std::memmove(m_data + m_length, p, n);
+  m_length += n;
+  m_data[m_length] = 0;
+}
 
 // ---- Extensions, continued (core/extensions.cpp): comparisons, streaming, hashing, join ----
 // string_view compares by unsigned byte value (char_traits<char>::lt is

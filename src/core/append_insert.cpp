@@ -14,13 +14,6 @@ constexpr unsigned int kMaxRepeatedBytes = 12582912;
 
 }  // namespace
 
-bool StringBuffer::appendChar(char c) {
-  if (!ensureRoom(1)) return false;
-  m_data[m_length++] = c;
-  m_data[m_length] = 0;
-  return true;
-}
-
 bool StringBuffer::appendUChar(unsigned char c) { return appendChar(static_cast<char>(c)); }
 
 bool StringBuffer::appendChar2(char a, char b) {

@@ -70,11 +70,16 @@ Decimal scanDecimal(const char* p, const char* end) {
   Decimal d;
   p = skipLeadingSpace(p, end);
   if (p != end && (*p == '+' || *p == '-')) d.negative = *p++ == '-';
+  // Nineteen digits cannot overflow 64 bits, so they go without the
+  // overflow test; only longer numbers pay for it.
+  const char* unchecked = end - p > 19 ? p + 19 : end;
+  uint64_t m = 0;
+  for (unsigned int digit; p != unchecked && (digit = static_cast<unsigned int>(byteAt(p) - '0')) < 10; ++p)
+    m = m * 10 + digit;
   constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
-  for (; p != end && kDecimalDigits[byteAt(p)]; ++p) {
-    const unsigned int digit = static_cast<unsigned int>(*p - '0');
-    d.magnitude = d.magnitude > (kMax - digit) / 10 ? kMax : d.magnitude * 10 + digit;
-  }
+  for (unsigned int digit; p != end && (digit = static_cast<unsigned int>(byteAt(p) - '0')) < 10; ++p)
+    m = m > (kMax - digit) / 10 ? kMax : m * 10 + digit;
+  d.magnitude = m;
   return d;
 }
 

@@ -92,28 +92,15 @@ bool StringBuffer::ensureRoomKeeping(const char*& source, unsigned int n) {
   return true;
 }
 
-void StringBuffer::putBytes(const char* p, unsigned int n) {
-  std::memmove(m_data + m_length, p, n);
-  m_length += n;
-  m_data[m_length] = 0;
-}
-
-bool StringBuffer::append(const char* s) {
-  if (s == nullptr) return true;
-  const size_t n = std::strlen(s);
-  if (n == 0) return true;
+bool StringBuffer::appendGrowing(const char* s, size_t n) {
   if (n > kMaxBlock || !ensureRoomKeeping(s, static_cast<unsigned int>(n))) return false;
   putBytes(s, static_cast<unsigned int>(n));
   return true;
 }
 
-bool StringBuffer::appendN(const char* p, unsigned int n) {
-  if (p == nullptr || n == 0) return true;
+bool StringBuffer::appendNGrowing(const char* p, unsigned int n) {
   if (!ensureRoomKeeping(p, n)) return false;
   putBytes(p, n);
-  // Note: trailing zero bytes are not counted, including ones that were
-  // already at the end of the content; callers rely on counted text never
-  // ending in a terminator.
   while (m_length != 0 && m_data[m_length - 1] == 0) --m_length;
   return true;
 }

@@ -1,13 +1,14 @@
-// Base64 encoding and decoding, table-driven both ways and staged through a
-// fixed chunk so the output grows once.
+// Base64 encoding and decoding, table-driven both ways; the output grows once.
 #include "lib/MimeCodec.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 
 #include "core/StringBuffer.h"
+#include "core/internal/tail_writer.h"
 #include "lib/DataBuffer.h"
 
 namespace {
@@ -29,9 +30,19 @@ constexpr std::array<uint8_t, 256> decodeTable() {
 }
 constexpr auto kDecode = decodeTable();
 
-// Both chunk sizes hold whole groups (4 characters, 3 bytes).
-constexpr unsigned kEncodeChunk = 256;
+// Holds whole groups of 3 decoded bytes.
 constexpr unsigned kDecodeChunk = 768;
+
+// The two characters of every 12-bit value, so a group of three bytes costs
+// two lookups.
+constexpr auto kPairs = [] {
+  std::array<char, 8192> t{};
+  for (unsigned v = 0; v < 4096; ++v) {
+    t[2 * v] = kAlphabet[v >> 6];
+    t[2 * v + 1] = kAlphabet[v & 63];
+  }
+  return t;
+}();
 
 void encodeGroup(const unsigned char* in, char* out) {
   const uint32_t v = uint32_t(in[0]) << 16 | uint32_t(in[1]) << 8 | in[2];
@@ -94,30 +105,25 @@ bool MimeCodec::encodeBase64(const void* data, unsigned int n, StringBuffer& out
   const auto* source = static_cast<const char*>(data);
   const bool inside = !std::less<const char*>()(source, own) && std::less<const char*>()(source, own + out.getSize());
   const ptrdiff_t offset = inside ? source - own : 0;
-  if (total >= UINT32_MAX || !out.expectNumBytes(static_cast<uint32_t>(total))) return false;
-  const unsigned int before = out.getSize();
+  if (total >= UINT32_MAX) return false;
+  // The whole text goes straight into out's storage, grown once; the input
+  // read from out's own content lies before it and is never overwritten.
+  char* w = StringBufferTail::reserve(out, static_cast<uint32_t>(total));
+  if (w == nullptr) return false;
   const auto* in = reinterpret_cast<const unsigned char*>(inside ? out.getString() + offset : source);
-  char chunk[kEncodeChunk];
-  unsigned used = 0;
-  bool ok = true;
-  for (; n >= 3 && ok; in += 3, n -= 3) {
-    encodeGroup(in, chunk + used);
-    used += 4;
-    if (used == kEncodeChunk) {
-      ok = out.appendN(chunk, used);
-      used = 0;
-    }
+  for (; n >= 3; in += 3, n -= 3, w += 4) {
+    const uint32_t v = uint32_t(in[0]) << 16 | uint32_t(in[1]) << 8 | in[2];
+    std::memcpy(w, &kPairs[2 * (v >> 12)], 2);
+    std::memcpy(w + 2, &kPairs[2 * (v & 0xFFF)], 2);
   }
-  if (ok && n != 0) {
+  if (n != 0) {
     const unsigned char tail[3] = {in[0], n == 2 ? in[1] : static_cast<unsigned char>(0), 0};
-    encodeGroup(tail, chunk + used);
-    chunk[used + 3] = '=';
-    if (n == 1) chunk[used + 2] = '=';
-    used += 4;
+    encodeGroup(tail, w);
+    w[3] = '=';
+    if (n == 1) w[2] = '=';
   }
-  if (ok && used != 0) ok = out.appendN(chunk, used);
-  if (!ok) out.shorten(out.getSize() - before);
-  return ok;
+  StringBufferTail::commit(out, static_cast<uint32_t>(total));
+  return true;
 }
 
 bool MimeCodec::decodeBase64(const char* text, unsigned int n, DataBuffer& out) {

@@ -77,18 +77,45 @@ constexpr auto kFrequency = makeByteFrequency();
 // are weighed: a long needle is rare anyway and its head is what we compare.
 uint32_t rarestByte(const unsigned char* w, uint32_t m, bool noCase) {
   const uint32_t span = m < 64 ? m : 64;
-  uint32_t best = 0;
-  unsigned bestScore = 1024;
+  // Score and offset packed in one key, so the earliest of the rarest bytes
+  // is a plain minimum and the loop has no branch to mispredict.
+  uint32_t best = ~0u;
   for (uint32_t i = 0; i < span; ++i) {
-    const unsigned char lower = kFold[w[i]];
-    unsigned score = kFrequency[w[i]];
-    if (noCase) score = kFrequency[lower] + (lower >= 'a' && lower <= 'z' ? kFrequency[lower - 32] : 0);
-    if (score < bestScore) {
-      bestScore = score;
-      best = i;
+    uint32_t score = kFrequency[w[i]];
+    if (noCase) {
+      const unsigned char lower = kFold[w[i]];
+      score = kFrequency[lower] + (lower >= 'a' && lower <= 'z' ? kFrequency[lower - 32] : 0);
     }
+    const uint32_t key = score << 8 | i;
+    best = key < best ? key : best;
   }
-  return best;
+  return best & 0xFF;
+}
+
+uint32_t load32(const char* p) {
+  uint32_t v;
+  std::memcpy(&v, p, 4);
+  return v;
+}
+uint64_t load64(const char* p) {
+  uint64_t v;
+  std::memcpy(&v, p, 8);
+  return v;
+}
+
+constexpr uint32_t kShortText = 256;
+
+// memcmp(a, b, m) == 0 without the call for the short needles most searches
+// use: two overlapping loads cover any length from 4 to 16.
+bool sameBytes(const char* a, const char* b, uint32_t m) {
+  if (m >= 8 && m <= 16) return load64(a) == load64(b) && load64(a + m - 8) == load64(b + m - 8);
+  if (m >= 4 && m < 8) return load32(a) == load32(b) && load32(a + m - 4) == load32(b + m - 4);
+  if (m < 4) {
+    for (uint32_t i = 0; i < m; ++i)
+      if (a[i] != b[i]) return false;
+    return true;
+  }
+  return std::memcmp(a, b, m) == 0;
 }
 
 // False starts are cheap while they are rare. Once the bytes compared in
@@ -169,7 +196,7 @@ const char* TextSearch::find(const char* hay, uint32_t n, const char* needle, ui
     p = static_cast<const char*>(std::memchr(p, c, static_cast<size_t>(last - p) + 1));
     if (p == nullptr) return nullptr;
     const char* start = p - k;
-    if (std::memcmp(start, needle, m) == 0) return start;
+    if (sameBytes(start, needle, m)) return start;
     if (budget.exhausted(p, m)) {
       const char* rest = start + 1;
       return static_cast<const char*>(::memmem(rest, static_cast<size_t>(hay + n - rest), needle, m));
@@ -177,6 +204,56 @@ const char* TextSearch::find(const char* hay, uint32_t n, const char* needle, ui
     ++p;
   }
   return nullptr;
+}
+
+const char* TextSearch::findInText(const char* text, uint32_t n, const char* needle) {
+  if (needle == nullptr || *needle == 0) return text;
+  if (text == nullptr) return nullptr;
+  // The needle's length and its rarest byte come from one walk over its
+  // head; only a needle longer than that head needs strlen for the rest.
+  // A text of a few cache lines is cheaper to search from the needle's
+  // first byte than to rank the needle's bytes first.
+  const unsigned char* w = bytes(needle);
+  uint32_t best = ~0u, m = 0;
+  if (n <= kShortText) {
+    best = 0;
+    m = static_cast<uint32_t>(std::strlen(needle));
+  } else {
+    for (; m < 64 && w[m] != 0; ++m) {
+      const uint32_t key = uint32_t(kFrequency[w[m]]) << 8 | m;
+      best = key < best ? key : best;
+    }
+    if (m == 64) m += static_cast<uint32_t>(std::strlen(needle + 64));
+  }
+  if (m > n) return nullptr;
+  // strchr stops at the rare byte or at the terminator, whichever comes
+  // first: the one pass both finds candidates and proves there is no zero
+  // byte before them. It starts at the text itself so that the bytes before
+  // the rare byte's first possible place are covered too; a rare byte there
+  // costs one skipped candidate.
+  const uint32_t k = best & 0xFF;
+  const char c = needle[k];
+  const char* p = text;
+  const char* first = text + k;
+  const char* last = text + (n - m) + k;
+  FalseStartBudget budget{text};
+  for (;;) {
+    p = std::strchr(p, c);
+    if (p == nullptr || p > last) return nullptr;
+    if (p < first) {
+      ++p;
+      continue;
+    }
+    const char* start = p - k;
+    if (sameBytes(start, needle, m)) return start;
+    if (budget.exhausted(p, m)) {
+      const char* rest = start + 1;
+      const char* hit = static_cast<const char*>(::memmem(rest, static_cast<size_t>(text + n - rest), needle, m));
+      if (hit == nullptr || std::memchr(rest, 0, static_cast<size_t>(hit - rest)) != nullptr) return nullptr;
+      return hit;
+    }
+    ++p;
+  }
 }
 
 const char* TextSearch::findNoCase(const char* hay, uint32_t n, const char* needle, uint32_t m) {

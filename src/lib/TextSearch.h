@@ -22,6 +22,11 @@ class TextSearch {
   // First occurrence of the m bytes at needle in the n bytes at hay, or
   // null. An empty needle is found at hay, as strstr does.
   static const char* find(const char* hay, uint32_t n, const char* needle, uint32_t m);
+  // First occurrence of the zero-terminated needle in a zero-terminated text
+  // whose terminator lies at or before text[n]: a match must end before the
+  // first zero byte. The zero test rides on the same scan as the candidates,
+  // so the text is read once. An empty or null needle is found at text.
+  static const char* findInText(const char* text, uint32_t n, const char* needle);
   // As find, comparing folded bytes.
   static const char* findNoCase(const char* hay, uint32_t n, const char* needle, uint32_t m);
   // Zero-terminated form of findNoCase (strcasestr); null arguments give null.

@@ -110,13 +110,11 @@ bool StringBuffer::containsSubstring(const char* s) const { return findSubstr(s)
 
 bool StringBuffer::containsSubstringNoCase(const char* s) const { return indexOfNoCase(s) >= 0; }
 
-// The search runs over the whole length and only then checks that no zero
-// byte comes before the match: a needle holds no zero byte, so a match
-// behind one would lie outside the text, and a search that stops early never
-// reads the rest of the content.
+// The content's terminator lets one scan look for the needle and for the end
+// of the text together; a search that stops early never reads the rest.
 const char* StringBuffer::findSubstr(const char* s) const {
   if (s == nullptr) return nullptr;
-  return textscan::withinText(m_data, TextSearch::find(m_data, m_length, s, textscan::lengthOf(s)));
+  return TextSearch::findInText(m_data, m_length, s);
 }
 
 int StringBuffer::indexOf(const char* s) const {

@@ -33,12 +33,30 @@ struct FieldSpan {
 
 // Every quote simply toggles here: for finding field boundaries a doubled
 // quote inside a quoted stretch gives the same answer as the pair rule.
-FieldSpan locateField(const char* record, unsigned int length, unsigned int index, char delimiter,
+// The record is a buffer's content: it ends at its first zero byte, which
+// the scan finds on its way (size is the buffer's length).
+FieldSpan locateField(const char* record, unsigned int size, unsigned int index, char delimiter,
                       bool quoteMode, bool escapeMode) {
-  RecordScanner scan(record, length, delimiter, quoteMode, escapeMode);
+  if (!quoteMode && !escapeMode && delimiter != 0) {
+    FieldSpan f;
+    const uint32_t at = recordscan::nthSeparator(record, size, delimiter, index, f.separators);
+    if (f.separators < index) {
+      f.end = at;
+      return f;
+    }
+    f.start = index == 0 ? 0 : at + 1;
+    uint32_t closing = 0;
+    f.end = f.start + recordscan::nthSeparator(record + f.start, size - f.start, delimiter, 1, closing);
+    f.closed = closing == 1;
+    return f;
+  }
+  RecordScanner scan(record, size, delimiter, quoteMode, escapeMode, /*pairQuotes=*/false, /*terminated=*/true);
   FieldSpan f;
-  f.end = length;
-  for (Event ev = scan.next(); ev.stop != Stop::End; ev = scan.next()) {
+  for (Event ev = scan.next();; ev = scan.next()) {
+    if (ev.stop == Stop::End) {
+      f.end = ev.pos;
+      return f;
+    }
     if (ev.stop != Stop::Separator) continue;
     if (f.separators == index) {
       f.end = ev.pos;
@@ -99,10 +117,9 @@ bool surveyFields(const char* record, unsigned int length, char oldDelimiter, ch
 
 unsigned int StringBuffer::countColumns(char delimiter, bool quoteMode, bool escapeMode) {
   if (m_length == 0) return 0;
-  const unsigned int length = recordscan::recordLength(m_data, m_length);
   // No record has 4294967295 fields' worth of bytes, so this index is never
   // reached and the scan counts every separating delimiter.
-  const FieldSpan all = locateField(m_data, length, 0xFFFFFFFFu, delimiter, quoteMode, escapeMode);
+  const FieldSpan all = locateField(m_data, m_length, 0xFFFFFFFFu, delimiter, quoteMode, escapeMode);
   return all.separators + 1;
 }
 
@@ -114,9 +131,16 @@ bool StringBuffer::getNthDelimited(unsigned int index, char delimiter, bool quot
   out.weakClear();
   if (index > kMaxFieldIndex || m_length == 0) return false;
 
-  const unsigned int length = recordscan::recordLength(m_data, m_length);
-  RecordScanner scan(m_data, length, delimiter, quoteMode, escapeMode,
-                     /*pairQuotes=*/true);
+  if (!quoteMode && !escapeMode && delimiter != 0) {
+    // A plain record: the field is one run of bytes.
+    const FieldSpan f = locateField(m_data, m_length, index, delimiter, false, false);
+    if (f.separators < index) return false;
+    if (out.appendN(m_data + f.start, f.end - f.start)) return true;
+    out.weakClear();
+    return false;
+  }
+  RecordScanner scan(m_data, m_length, delimiter, quoteMode, escapeMode, /*pairQuotes=*/true,
+                     /*terminated=*/true);
   unsigned int field = 0;
   unsigned int chunk = 0;
   bool ok = true;
@@ -160,10 +184,9 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool quot
   }
 
   const unsigned int before = m_length;
-  const unsigned int length = recordscan::recordLength(m_data, m_length);
   const FieldSpan f = m_length == 0
                           ? FieldSpan{}
-                          : locateField(m_data, length, index, delimiter, quoteMode, escapeMode);
+                          : locateField(m_data, m_length, index, delimiter, quoteMode, escapeMode);
   if (m_length == 0 || f.separators < index) {
     // The record is too short: the missing fields are added, empty. Note: an
     // empty buffer given an empty field 0 gets one delimiter, because an
@@ -206,8 +229,7 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool quot
 bool StringBuffer::removeNthDelimited(unsigned int index, char delimiter, bool quoteMode,
                                       bool escapeMode) {
   if (index > kMaxFieldIndex || m_length == 0) return false;
-  const unsigned int length = recordscan::recordLength(m_data, m_length);
-  const FieldSpan f = locateField(m_data, length, index, delimiter, quoteMode, escapeMode);
+  const FieldSpan f = locateField(m_data, m_length, index, delimiter, quoteMode, escapeMode);
   if (f.separators < index) return false;
   if (!f.closed) {
     // The last field goes together with the delimiter in front of it.
@@ -225,8 +247,7 @@ bool StringBuffer::insertNthDelimited(unsigned int index, char delimiter, bool q
                                       bool escapeMode) {
   if (index > kMaxFieldIndex || m_length == 0) return false;
   if (index == 0) return prepend(delimiter);
-  const unsigned int length = recordscan::recordLength(m_data, m_length);
-  const FieldSpan f = locateField(m_data, length, index, delimiter, quoteMode, escapeMode);
+  const FieldSpan f = locateField(m_data, m_length, index, delimiter, quoteMode, escapeMode);
   // Note: a record that is too short gains exactly one empty field at the
   // end, whatever the index; callers fill records up with setNthDelimited.
   if (f.separators < index) return appendChar(delimiter);

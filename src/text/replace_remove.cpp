@@ -166,6 +166,8 @@ struct RegionRemover {
       ++removed;
       if (firstOnly) break;
     }
+    // Nothing dropped: the content stays, so the rest is not copied.
+    if (removed == 0) return 0;
     appendsOk = out.appendN(cursor, static_cast<uint32_t>(textEnd - cursor)) && appendsOk;
     return removed;
   }

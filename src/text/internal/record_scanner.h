@@ -7,6 +7,9 @@
 
 #include <cstdint>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "text/internal/text_scan.h"
 
@@ -34,6 +37,39 @@ inline ByteTable setOf(const char* members) {
 // Length of the record held in a buffer: it ends at the first zero byte.
 inline uint32_t recordLength(const char* data, uint32_t size) {
   return size == 0 ? 0 : textscan::textLength(data, size);
+}
+
+// Plain records (one separator byte, no quotes, no escapes) need no state:
+// the offset of the want-th separator (counting from 1) in the record held
+// at rec, which ends at its first zero byte or after size bytes. When there
+// are fewer, the record's end; passed tells how many were met. Sixteen bytes
+// are weighed per step, so short fields cost no call each.
+inline uint32_t nthSeparator(const char* rec, uint32_t size, char sep, uint32_t want, uint32_t& passed) {
+  passed = 0;
+  if (want == 0) return 0;
+  uint32_t i = 0;
+#if defined(__SSE2__)
+  const __m128i seps = _mm_set1_epi8(sep), zeros = _mm_setzero_si128();
+  for (; size - i >= 16; i += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rec + i));
+    const unsigned zero = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, zeros)));
+    unsigned hits = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, seps)));
+    if (zero != 0) hits &= (zero & (0u - zero)) - 1;  // only those before the zero
+    const unsigned count = static_cast<unsigned>(__builtin_popcount(hits));
+    if (count >= want - passed) {
+      for (uint32_t skip = want - passed - 1; skip != 0; --skip) hits &= hits - 1;
+      passed = want;
+      return i + static_cast<uint32_t>(__builtin_ctz(hits));
+    }
+    passed += count;
+    if (zero != 0) return i + static_cast<uint32_t>(__builtin_ctz(zero));
+  }
+#endif
+  for (; i < size; ++i) {
+    if (rec[i] == 0) return i;
+    if (rec[i] == sep && ++passed == want) return i;
+  }
+  return size;
 }
 
 enum class Stop : uint8_t {
@@ -74,14 +110,18 @@ class RecordScanner {
   // One separator byte: the stops are at most three bytes, compared
   // directly, so no table is built and reading field 1 of a short record
   // costs only the bytes it reads.
+  // terminated: the record ends at its first zero byte, and one lies at or
+  // before record[length] (a buffer's content). The zero is then one more
+  // stop byte of the same scan, and no pass looks for it beforehand.
   RecordScanner(const char* record, uint32_t length, char separator, bool quoteMode, bool escapeMode,
-                bool pairQuotes = false)
+                bool pairQuotes = false, bool terminated = false)
       : m_rec(reinterpret_cast<const unsigned char*>(record)),
         m_len(length),
         m_escape(escapeMode),
         m_quote(quoteMode),
         m_pairQuotes(pairQuotes),
-        m_small(true) {
+        m_small(true),
+        m_terminated(terminated) {
     m_outsideBytes.add(static_cast<unsigned char>(separator));
     if (escapeMode) {
       m_outsideBytes.add('\\');
@@ -107,7 +147,7 @@ class RecordScanner {
     // The order matters: an escaped byte is content even when it is a quote
     // or a separator, and escaping also works inside quotes.
     if (m_escape && c == '\\') {
-      if (m_pos < m_len) ++m_pos;
+      if (m_pos < m_len && !(m_terminated && m_rec[m_pos] == 0)) ++m_pos;
       return {Stop::Escape, at, runStart, runQuoted};
     }
     if (m_quote && c == '"') {
@@ -150,8 +190,10 @@ class RecordScanner {
     }
   };
 
-  uint32_t findSmall(const SmallSet& set, uint32_t from) const {
-    if (set.count == 0 || from >= m_len) return m_len;
+  uint32_t findSmall(const SmallSet& set, uint32_t from) {
+    if (from >= m_len) return m_len;
+    if (m_terminated) return findSmallInText(set, from);
+    if (set.count == 0) return m_len;
     if (set.count == 1) {
       const auto* hit = static_cast<const unsigned char*>(std::memchr(m_rec + from, set.b[0], m_len - from));
       return hit == nullptr ? m_len : static_cast<uint32_t>(hit - m_rec);
@@ -164,10 +206,25 @@ class RecordScanner {
     return from;
   }
 
+  // As findSmall, stopping at a zero byte too: the record is cut there.
+  // strchrnul finds the one stop byte or the terminator in one pass.
+  uint32_t findSmallInText(const SmallSet& set, uint32_t from) {
+    const char* p = reinterpret_cast<const char*>(m_rec + from);
+    if (set.count <= 1) {
+      p = ::strchrnul(p, static_cast<char>(set.b[0]));
+    } else {
+      const char a = static_cast<char>(set.b[0]), b = static_cast<char>(set.b[1]), c = static_cast<char>(set.b[2]);
+      for (char x; (x = *p) != 0 && x != a && x != b && x != c;) ++p;
+    }
+    const uint32_t at = static_cast<uint32_t>(reinterpret_cast<const unsigned char*>(p) - m_rec);
+    if (*p == 0 && at < m_len) m_len = at;
+    return at < m_len ? at : m_len;
+  }
+
   // First byte at or after from that may carry structure in the current
   // state. Inside quotes only quotes and backslashes can; a set of one byte
   // is searched with memchr, larger sets through the table.
-  uint32_t findStop(uint32_t from) const {
+  uint32_t findStop(uint32_t from) {
     if (m_small) return findSmall(m_inQuotes ? m_insideBytes : m_outsideBytes, from);
     const ByteTable& table = m_inQuotes ? m_inside : m_outside;
     const int single = m_inQuotes ? m_insideSingle : m_outsideSingle;
@@ -189,6 +246,7 @@ class RecordScanner {
   bool m_pairQuotes;
   bool m_inQuotes = false;
   bool m_small = false;
+  bool m_terminated = false;
   SmallSet m_outsideBytes;
   SmallSet m_insideBytes;
   // Filled only by the table constructor.
