@@ -31,7 +31,7 @@ TEST(CompareSearch, Comparison) {
 TEST(CompareSearch, Searching) {
   StringBuffer sb = bufferOf(std::string("ab\0cd", 5)), high("a\xE9" "b\xE9" "c");
   EXPECT_FALSE(sb.containsSubstring("cd") || sb.containsChar('c')) << "text searches stop at the zero byte";
-  EXPECT_EQ(-1, sb.indexOf("cd"));
+  EXPECT_TRUE(sb.indexOf("cd") == -1 && sb.indexOfNoCase("CD") == -1 && sb.indexOf("") == 0);
   EXPECT_TRUE(sb.containsAnyOf("c")) << "byte operations see the whole length";
   EXPECT_EQ(sb.getString() + 3, sb.findFirstChar('c'));
   EXPECT_EQ(sb.getString() + 2, sb.findFirstChar(0));
@@ -96,12 +96,4 @@ TEST(CompareSearch, SearchPathsAgreeWithPlainScan) {
     EXPECT_EQ(plain(r.hay, r.needle, false), sb.indexOf(r.needle.c_str())) << r.needle.substr(0, 20);
     EXPECT_EQ(plain(r.hay, r.needle, true), sb.indexOfNoCase(r.needle.c_str())) << r.needle.substr(0, 20);
   }
-}
-
-TEST(CompareSearch, MatchBehindZeroByteIsNotFound) {
-  const StringBuffer sb = bufferOf(std::string("abc\0needle", 10));
-  EXPECT_EQ(-1, sb.indexOf("needle"));
-  EXPECT_EQ(-1, sb.indexOfNoCase("NEEDLE"));
-  EXPECT_EQ(1, sb.indexOf("bc"));
-  EXPECT_EQ(0, sb.indexOf(""));
 }
