@@ -10,14 +10,6 @@
 
 namespace {
 
-TEST(Storage, NewBufferIsEmptyInline) {
-  StringBuffer sb;
-  EXPECT_TRUE(sb.getSize() == 0 && sb.heapUsage() == 0 && sb.isValidObject());
-  EXPECT_STREQ("", sb.getString());
-  EXPECT_EQ(202u, sb.getExtendSize());
-  EXPECT_EQ(sizeof(StringBuffer), sb.totalMemoryUsage());
-}
-
 TEST(Storage, ExpectNumBytesGrowsGeometricallyByteByByte) {
   // Length, capacity and extend size at every capacity change seen while
   // appending single bytes.
@@ -25,7 +17,9 @@ TEST(Storage, ExpectNumBytesGrowsGeometricallyByteByByte) {
   const std::vector<Step> expected = {
       {82, 285, 202}, {285, 488, 244}, {488, 733, 366}, {733, 1100, 550}, {1100, 1651, 825}};
   std::vector<Step> seen;
-  StringBuffer sb;
+  StringBuffer sb;  // a new buffer: empty, inline, extend size 202
+  EXPECT_TRUE(sb.getSize() == 0 && sb.heapUsage() == 0 && sb.isValidObject() && sb.getString()[0] == 0);
+  EXPECT_TRUE(sb.getExtendSize() == 202 && sb.totalMemoryUsage() == sizeof(StringBuffer));
   for (int i = 0; i < 1200; ++i) {
     ASSERT_TRUE(sb.appendChar('x'));
     if (sb.heapUsage() != (seen.empty() ? 0 : seen.back()[1]))
