@@ -124,14 +124,10 @@ TEST(CodePages, AppendNullTerminatedUtf16AsUtf8) {
   EXPECT_EQ("xAb\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD", bytesOf(sb));
 }
 
-TEST(CodePages, IsValidUtf8) {
-  EXPECT_TRUE(StringBuffer().isValidUtf8());
-  EXPECT_TRUE(bufferOf(string("a\0\xC3\xA9", 4)).isValidUtf8());  // zero bytes are text too
-  EXPECT_FALSE(bufferOf("\xC0\xAF").isValidUtf8());
-  EXPECT_FALSE(bufferOf("\xED\xA0\x80").isValidUtf8());
-}
-
-TEST(CodePages, CountImprobableAnsiChars) {
+// The validator itself is proven in the UTF tests; here zero bytes count as text.
+TEST(CodePages, ByteChecks) {
+  EXPECT_TRUE(StringBuffer().isValidUtf8() && bufferOf(string("a\0\xC3\xA9", 4)).isValidUtf8());
+  EXPECT_FALSE(bufferOf("\xC0\xAF").isValidUtf8() || bufferOf("\xED\xA0\x80").isValidUtf8());
   auto listed = [](int b) {
     return b == 129 || b == 131 || (b >= 133 && b <= 140) || (b >= 164 && b <= 168) || (b >= 170 && b <= 173) ||
            (b >= 175 && b <= 191);
@@ -200,24 +196,17 @@ TEST(CodePages, SecureTemporariesAreWiped) {
   }
 }
 
+// The scratch buffer cannot grow: convertEncoding ends with empty content and
+// false, convertEncoding2 leaves both buffers as they were.
 TEST(CodePages, FailedAllocation) {
   LogNull log;
-  // The scratch buffer cannot grow: the converter produces nothing, so the
-  // content ends empty and the result is false.
-  StringBuffer sb("caf\xE9");
-  {
-    ScopedAllocatorControl control;
-    control.failNth(1);
-    EXPECT_FALSE(sb.convertEncoding(1252, 65001, log));
-  }
+  StringBuffer sb("caf\xE9"), src("caf\xE9"), out("keep");
+  ScopedAllocatorControl control;
+  control.failNth(1);
+  EXPECT_FALSE(sb.convertEncoding(1252, 65001, log));
+  control.failNth(1);
+  EXPECT_FALSE(src.convertEncoding2(1252, 65001, out, log));
   EXPECT_EQ("", bytesOf(sb));
-  // convertEncoding2 leaves out as it was.
-  StringBuffer src("caf\xE9"), out("keep");
-  {
-    ScopedAllocatorControl control;
-    control.failNth(1);
-    EXPECT_FALSE(src.convertEncoding2(1252, 65001, out, log));
-  }
   EXPECT_EQ("keep", bytesOf(out));
   EXPECT_EQ("caf\xE9", bytesOf(src));
 }

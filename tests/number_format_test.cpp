@@ -26,6 +26,14 @@ std::string referenceDump(const std::vector<unsigned char>& bytes) {
   return text;
 }
 
+// The capacity the same text reaches when appended chunk by chunk.
+unsigned int chunkedCapacity(const std::string& text, unsigned int chunk) {
+  StringBuffer sb;
+  for (size_t at = 0; at < text.size(); at += chunk)
+    sb.appendN(text.data() + at, static_cast<unsigned int>(std::min<size_t>(chunk, text.size() - at)));
+  return sb.heapUsage();
+}
+
 TEST(NumberFormat, DecimalAndHexForms) {
   StringBuffer sb, padded, hex;
   for (int v : {0, -1, INT_MAX, INT_MIN}) sb.append(v), sb.append(" ");
@@ -46,26 +54,31 @@ TEST(NumberFormat, DecimalAndHexForms) {
   EXPECT_STREQ("00ffFF0deadbeef", hex.getString());
 }
 
+// The dumps write straight into the storage chunk by chunk (128 characters
+// for the line layout, 255 for the others): a byte whose text crosses a chunk
+// edge must come out whole, and the growth must be that of chunked appends.
 TEST(NumberFormat, HexDumps) {
   // The layout written out once by hand, so that the reference is checked too.
   StringBuffer zeros;
   EXPECT_TRUE(zeros.appendHexData(std::vector<unsigned char>(17).data(), 17));
   EXPECT_STREQ("0000 0000 0000 0000 0000 0000 0000 0000\n00", zeros.getString());
-  // Line and group edges, then the chunks: 51 bytes end a 128-character chunk
-  // exactly, 52 and 53 straddle one; 85 bytes of three characters fill 255.
-  for (unsigned int n : {1u, 2u, 15u, 16u, 17u, 48u, 51u, 52u, 53u, 85u, 86u, 1000u}) {
+  // 51 bytes end a 128-character chunk exactly, 52 and 53 straddle one; 85
+  // bytes of three characters fill 255, 42 and 43 of two cross 85.
+  for (unsigned int n : {1u, 2u, 15u, 16u, 17u, 42u, 43u, 51u, 52u, 53u, 85u, 86u, 300u, 1000u}) {
     SCOPED_TRACE(n);
     const auto bytes = someBytes(n);
     std::string noSpace, withSpace;
     for (unsigned char b : bytes) noSpace += hex2(b), withSpace += " " + hex2(b);
-    StringBuffer dump("> "), a, b, c;
+    StringBuffer dump, a, b, c;
     EXPECT_TRUE(dump.appendHexData(bytes.data(), n));
     EXPECT_TRUE(a.appendHexDataNoWS(bytes.data(), n, false) && b.appendHexDataNoWS(bytes.data(), n, true));
     c.appendSmallDataAsSpacedHexString(bytes.data(), n);
-    EXPECT_EQ("> " + referenceDump(bytes), bytesOf(dump));
+    EXPECT_EQ(referenceDump(bytes), bytesOf(dump));
     EXPECT_EQ(noSpace, bytesOf(a));
     EXPECT_EQ(withSpace, bytesOf(b));
     EXPECT_EQ(withSpace.substr(1) + " ", bytesOf(c));
+    EXPECT_EQ(chunkedCapacity(referenceDump(bytes), 128), dump.heapUsage());
+    EXPECT_EQ(chunkedCapacity(noSpace, 255), a.heapUsage());
   }
   // A dump of the buffer's own bytes: its growth must not free what it reads.
   const auto own = someBytes(300);
@@ -77,7 +90,7 @@ TEST(NumberFormat, HexDumps) {
 TEST(NumberFormat, Failures) {
   // A number that cannot grow a full inline buffer leaves it as it was.
   const std::string full(81, 'a');
-  StringBuffer sb(full.c_str()), dump;
+  StringBuffer sb(full.c_str()), dump, line;
   {
     ScopedAllocatorControl control;
     control.failAbove(1);
@@ -94,6 +107,14 @@ TEST(NumberFormat, Failures) {
   EXPECT_EQ(0u, dump.getSize() % 128);
   EXPECT_EQ(referenceDump(bytes).substr(0, dump.getSize()), bytesOf(dump));
   EXPECT_EQ(2u, control.allocations());
+  // The first chunk moves to the heap, the second cannot grow: the text of
+  // the byte cut by the chunk edge ends the content.
+  control.failNth(2);
+  const std::vector<unsigned char> ab(400, 0xAB);
+  EXPECT_FALSE(line.appendHexDataNoWS(ab.data(), 400, false));
+  std::string first;
+  for (int i = 0; i < 128; ++i) first += "AB";
+  EXPECT_EQ(first.substr(0, 255), bytesOf(line));
 }
 
 TEST(NumberFormat, TemplatesAndBase64) {
@@ -113,51 +134,3 @@ TEST(NumberFormat, TemplatesAndBase64) {
 }
 
 }  // namespace
-
-// The dumps write straight into the storage chunk by chunk; a byte whose
-// text crosses a chunk edge must come out whole, and the growth must be that
-// of the chunked appends (same capacity as appending the text in chunks).
-TEST(NumberFormat, HexDumpsAcrossChunkEdges) {
-  auto hexOf = [](unsigned char b) {
-    const char* d = "0123456789ABCDEF";
-    return std::string{d[b >> 4], d[b & 15]};
-  };
-  for (unsigned n : {1u, 15u, 16u, 17u, 42u, 43u, 85u, 86u, 300u, 1000u}) {
-    std::vector<unsigned char> data(n);
-    for (unsigned i = 0; i < n; ++i) data[i] = static_cast<unsigned char>(i * 37 + 11);
-    std::string lines, plain, spaced;
-    for (unsigned i = 0; i < n; ++i) {
-      lines += hexOf(data[i]);
-      if (i % 16 == 15) lines += '\n';
-      else if (i % 2 == 1) lines += ' ';
-      plain += hexOf(data[i]);
-      spaced += " " + hexOf(data[i]);
-    }
-    auto chunked = [](const std::string& text, unsigned chunk) {
-      StringBuffer sb;
-      for (size_t at = 0; at < text.size(); at += chunk) sb.appendN(text.data() + at, unsigned(std::min<size_t>(chunk, text.size() - at)));
-      return sb.heapUsage();
-    };
-    StringBuffer a, b, c;
-    EXPECT_TRUE(a.appendHexData(data.data(), n));
-    EXPECT_TRUE(b.appendHexDataNoWS(data.data(), n, false));
-    EXPECT_TRUE(c.appendHexDataNoWS(data.data(), n, true));
-    EXPECT_EQ(lines, a.getString()) << n;
-    EXPECT_EQ(plain, b.getString()) << n;
-    EXPECT_EQ(spaced, c.getString()) << n;
-    EXPECT_EQ(chunked(lines, 128), a.heapUsage()) << n;
-    EXPECT_EQ(chunked(plain, 255), b.heapUsage()) << n;
-  }
-}
-
-TEST(NumberFormat, FailedDumpChunkKeepsEarlierChunks) {
-  std::vector<unsigned char> data(400, 0xAB);
-  StringBuffer sb;
-  ScopedAllocatorControl control;
-  control.failNth(2);  // the first chunk moves to the heap, the second cannot grow
-  EXPECT_FALSE(sb.appendHexDataNoWS(data.data(), 400, false));
-  std::string first;
-  for (int i = 0; i < 128; ++i) first += "AB";
-  first.resize(255);
-  EXPECT_EQ(first, sb.getString()) << "the text of the byte cut by the chunk edge ends the content";
-}

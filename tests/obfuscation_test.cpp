@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 #include "protect/internal/substitution_tables.h"
@@ -55,14 +54,14 @@ TEST(Obfuscation, RoundTripsAnyBytes) {
   };
   for (const auto& pair : pairs) {
     for (unsigned length = 0; length <= 300; ++length) {
-      std::string bytes = anyBytes(length, 1);
-      // appendN drops trailing zero bytes, so unobfus cannot give them back.
-      if (pair.hide == &StringBuffer::obfus && length != 0 && bytes.back() == '\0') bytes.back() = 'z';
+      const std::string bytes = anyBytes(length, 1) + (length % 3 == 0 ? std::string(length % 4, '\0') : "");
       SCOPED_TRACE(testing::Message() << pair.name << " length " << length);
       StringBuffer sb = bufferOf(bytes);
       (sb.*pair.hide)();
       (sb.*pair.restore)();
-      ASSERT_EQ(bytes, bytesOf(sb));
+      // unobfus ends in appendN, which drops trailing zero bytes; inner ones stay.
+      const bool trims = pair.hide == &StringBuffer::obfus;
+      ASSERT_EQ(trims ? bytes.substr(0, bytes.find_last_not_of('\0') + 1) : bytes, bytesOf(sb));
     }
   }
 }
@@ -84,6 +83,8 @@ TEST(Obfuscation, FixedOutputs) {
       {&StringBuffer::obfus, &StringBuffer::unobfus, "Hello, World!", "csVI=vsGkxIG8dSFbQm="},
       {&StringBuffer::reverse_x, &StringBuffer::forward_x, "Hello", ";74Zf"},
       {&StringBuffer::reverse_x, &StringBuffer::forward_x, "password 1", "0##T(sa?CG"},
+      // Bytes outside 32..126 stay as they are but still turn the key.
+      {&StringBuffer::reverse_x, &StringBuffer::forward_x, "\tA\x80" "B\nC", "\t{\x80" "e\ni"},
   };
   for (const auto& r : rows) {
     EXPECT_EQ(r.out, after(r.in, r.op)) << r.in;
@@ -91,26 +92,11 @@ TEST(Obfuscation, FixedOutputs) {
   }
 }
 
-TEST(Obfuscation, UnobfusKeepsInnerZeroBytesOnly) {
-  StringBuffer sb = bufferOf(std::string("a\0b\0\0", 5));
-  sb.obfus();
-  sb.unobfus();
-  EXPECT_EQ(std::string("a\0b", 3), bytesOf(sb)) << "the closing appendN drops trailing zero bytes";
-}
-
 // Whatever the decoder makes of the unscrambled text, up to where it stops
 // (one repeated character, so the order does not matter).
 TEST(Obfuscation, UnobfusOfMalformedText) {
   const char* rows[][2] = {{"!!!!", ""}, {"Q", ""}, {"QQQQ", "A\x04\x10"}};
   for (const auto& r : rows) EXPECT_EQ(r[1], after(r[0], &StringBuffer::unobfus)) << r[0];
-}
-
-TEST(Obfuscation, ReverseXLeavesOtherBytesButCountsThem) {
-  const std::string hidden = after(std::string("\tA\x80" "B\nC", 6), &StringBuffer::reverse_x);
-  const std::string expected = {'\t', static_cast<char>(sb_internal::_reverse2['A' - 32]), '\x80',
-                                static_cast<char>(sb_internal::_reverse4['B' - 32]), '\n',
-                                static_cast<char>(sb_internal::_reverse2['C' - 32])};
-  EXPECT_EQ(expected, hidden);
 }
 
 TEST(Obfuscation, EqualsX) {
@@ -122,7 +108,6 @@ TEST(Obfuscation, EqualsX) {
   } rows[] = {
       {"null equals empty", "", nullptr, true},
       {"null differs from text", "a", nullptr, false},
-      {"empty equals empty", "", "", true},
       {"same text", "user: ann\t1", "user: ann\t1", true},
       {"high bytes", "caf\xc3\xa9", "caf\xc3\xa9", true},
       {"s longer", "abc", "abcd", false},
@@ -140,16 +125,14 @@ TEST(Obfuscation, EqualsX) {
   EXPECT_FALSE(plain.equals_x("abcd")) << "the content is compared with the hidden form";
 }
 
-TEST(Obfuscation, SetStringXThenEqualsX) {
-  for (unsigned length = 0; length <= 300; ++length) {
-    std::string s = anyBytes(length, 5);
-    std::replace(s.begin(), s.end(), '\0', '\x01');
-    StringBuffer sb("old");
-    ASSERT_TRUE(sb.setString_x(s.c_str()));
-    ASSERT_TRUE(sb.equals_x(s.c_str())) << length;
-    sb.forward_x();
-    ASSERT_EQ(s, bytesOf(sb));
-  }
+// setString_x hides what it stores; the rows above cover every key phase.
+TEST(Obfuscation, SetStringX) {
+  const std::string s = "a heap-sized text, so that setting it has to grow: " + std::string(60, '~');
+  StringBuffer sb("old");
+  ASSERT_TRUE(sb.setString_x(s.c_str()));
+  EXPECT_TRUE(sb.equals_x(s.c_str()));
+  sb.forward_x();
+  EXPECT_EQ(s, bytesOf(sb));
 }
 
 TEST(Obfuscation, FailedAllocationLeavesContent) {

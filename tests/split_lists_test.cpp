@@ -24,20 +24,15 @@ bool cut(StringBuffer& sb, StringBufferArray& l, const char* boundary, int max, 
   return sb.splitUsingBoundary(bound, l, max, skip);
 }
 
+// Plain splitting and splitting at line endings, quotes and escapes, are
+// proven against the model at the end; these rows hold the other splitters.
 #define SPLIT(call) [](StringBuffer& sb, StringBufferArray& l) { return call; }
 TEST(SplitLists, Pieces) {
   struct Row { const char* name; string content; Splitter op; Pieces expected; bool ok = true; };
   const Row rows[] = {
-      {"empty buffer", "", SPLIT(sb.split(l, ',', false, false)), {}},
       {"zero first byte", string("\0a", 2), SPLIT(sb.split(l, ',', false, false)), {""}},
-      {"empty pieces", "a,,b,", SPLIT(sb.split(l, ',', false, false)), {"a", "", "b", ""}},
-      {"quotes kept", "a,\"b,c\",d", SPLIT(sb.split(l, ',', true, false)), {"a", "\"b,c\"", "d"}},
-      {"backslash kept", "a\\,b,c", SPLIT(sb.split(l, ',', false, true)), {"a\\,b", "c"}},
       {"up to 2, rest kept as it is", "a,\"b,c\",d", SPLIT(sb.splitUpToN(l, 2, ',', true, false)), {"a", "\"b,c\",d"}},
       {"up to 1 is no limit", "a,b,c", SPLIT(sb.splitUpToN(l, 1, ',', false, false)), {"a", "b", "c"}},
-      {"CR LF is one ending", "a\r\nb\n\nc\r", SPLIT(sb.splitByLineEndings(l, false, false)), {"a", "b", "", "c", ""}},
-      {"LF CR is two", "a\n\rb", SPLIT(sb.splitByLineEndings(l, false, false)), {"a", "", "b"}},
-      {"quoted line ending", "\"x\ny\"\nz", SPLIT(sb.splitByLineEndings(l, true, false)), {"\"x\ny\"", "z"}},
       {"separator set", "a;b,c", SPLIT(sb.split2(l, ";,", false, false)), {"a", "b", "c"}},
       {"null set", "a,b", SPLIT(sb.split2(l, nullptr, false, false)), {"a,b"}},
       {"lines, CR LF counted once", "a\r\nb\rc\n", SPLIT(sb.splitIntoLines(l, 99)), {"a", "b", "c", ""}},

@@ -20,17 +20,14 @@ Tokens tokensOf(const ExtPtrArray& list) {
   return out;
 }
 
+// Quotes and escapes are proven against the model below; these rows hold
+// what its alphabet leaves out.
 TEST(Tokenizers, TokenizeAndCount) {
   struct Row { const char* name; string content; const char* separators; Tokens expected; unsigned int count; };
   const Row rows[] = {
       {"C-like text", "int x=f(a, b);", kCpp, {"int", "x", "=", "f", "(", "a", ",", "b", ")", ";"}, 5},
       {"two-byte operator is two tokens", "x==1", kCpp, {"x", "=", "=", "1"}, 2},
       {"runs of white space", "  a \t\r\n b  ", nullptr, {"a", "b"}, 2},
-      {"quoted stretch", "say \"hello world\" now", nullptr, {"say", "\"hello world\"", "now"}, 3},
-      {"separator inside quotes", "\"a;b\";c", kCpp, {"\"a;b\"", ";", "c"}, 2},
-      {"escaped space", "a\\ b", nullptr, {"a\\ b"}, 1},
-      {"escape inside quotes", "\"a\\\" b\" c", nullptr, {"\"a\\\" b\"", "c"}, 2},
-      {"escaped quote opens nothing", "\\\"a b\"", nullptr, {"\\\"a", "b\""}, 2},
       {"only white space, VT is none", " \t\r\n\v", nullptr, {"\v"}, 1},
       {"a control byte is a word", "\x01 b", nullptr, {"\x01", "b"}, 2},
       {"zero byte ends the text", string("a b\0c d", 7), nullptr, {"a", "b"}, 2},
