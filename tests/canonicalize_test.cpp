@@ -110,40 +110,21 @@ TEST(Canonicalize, AgreesWithReferenceOnRandomText) {
   }
 }
 
+// A few inputs where the operations part ways, written out, so that the
+// reference's byte sets are pinned by hand as well.
 TEST(Canonicalize, Examples) {
-  struct Row { const char* name; string in; const char* want[kOpCount]; };
+  struct Row { string in; const char* want[kOpCount]; };
   // Columns: uri, part, part with "/", aws query, path, mws, value, all query.
   const Row rows[] = {
-      {"empty", "", {"", "", "", "", "", "", "", ""}},
-      {"unreserved", "abc-._~", {"abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~", "abc-._~"}},
-      {"space and plus", "a b+c",
-       {"a%20b%2Bc", "a%20b%2Bc", "a%20b%2Bc", "a%20b%2Bc", "a%20b+c", "a%20b%2Bc", "a+b%2Bc", "a+b%2Bc"}},
-      {"joined pairs", "x=1&y=2",
-       {"x%3D1%26y%3D2", "x%3D1%26y%3D2", "x%3D1%26y%3D2", "x=1&y=2", "x=1%26y=2", "x%3D1%26y%3D2",
-        "x%3D1%26y%3D2", "x=1&y=2"}},
-      {"slashes", "/a/b", {"/a/b", "%2Fa%2Fb", "/a/b", "/a/b", "/a/b", "%2Fa%2Fb", "/a/b", "/a/b"}},
-      {"star, question, semicolon", "*?;",
-       {"%2A%3F%3B", "%2A%3F%3B", "%2A%3F%3B", "%2A?%3B", "*%3F%3B", "%2A%3F%3B", "%2A?%3B", "%2A?%3B"}},
-      {"utf-8 e acute", "\xC3\xA9", {"%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9", "%C3%A9"}},
-      {"lead byte swallows a letter", "\xC3" "A", {"%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41", "%C3%41"}},
-      {"lead byte swallows a percent pair", "\xC3%41",
-       {"%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541", "%C3%2541"}},
-      {"lead byte swallows a space", "\xC3 ", {"%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20", "%C3%20"}},
-      {"sequence cut short by the end", "a\xF0\x9F", {"a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F", "a%F0%9F"}},
-      {"stray trailing byte, zero byte", string("\x80\0", 2), {"%80%00", "%80%00", "%80%00", "%80%00", "%80%00", "%80%00", "%80%00", "%80%00"}},
-      {"encoded pair", "%41", {"%41", "%41", "%41", "%41", "%41", "%2541", "%41", "%41"}},
-      {"lower-case pair keeps its case", "%2f", {"%2f", "%2f", "%2f", "%2f", "%2f", "%252f", "%2f", "%2f"}},
-      {"not a pair", "%zz", {"%25zz", "%25zz", "%25zz", "%zz", "%zz", "%25zz", "%25zz", "%zz"}},
-      {"one hex digit", "%4G", {"%254G", "%254G", "%254G", "%4G", "%4G", "%254G", "%254G", "%4G"}},
-      // The hex-pair rule at the last positions of the content.
-      {"pair ends the content", "ab%4f", {"ab%4f", "ab%4f", "ab%4f", "ab%4f", "ab%4f", "ab%254f", "ab%4f", "ab%4f"}},
-      {"one byte behind the percent", "ab%a", {"ab%25a", "ab%25a", "ab%25a", "ab%a", "ab%a", "ab%25a", "ab%25a", "ab%a"}},
-      {"final percent", "ab%", {"ab%25", "ab%25", "ab%25", "ab%", "ab%", "ab%25", "ab%25", "ab%"}},
-      {"pair ends in a zero byte", string("%4\0", 3),
-       {"%254%00", "%254%00", "%254%00", "%4%00", "%4%00", "%254%00", "%254%00", "%4%00"}},
+      {"a b+c", {"a%20b%2Bc", "a%20b%2Bc", "a%20b%2Bc", "a%20b%2Bc", "a%20b+c", "a%20b%2Bc", "a+b%2Bc", "a+b%2Bc"}},
+      {"x=1&y=2/", {"x%3D1%26y%3D2/", "x%3D1%26y%3D2%2F", "x%3D1%26y%3D2/", "x=1&y=2/", "x=1%26y=2/", "x%3D1%26y%3D2%2F",
+                    "x%3D1%26y%3D2/", "x=1&y=2/"}},
+      {"*?;~", {"%2A%3F%3B~", "%2A%3F%3B~", "%2A%3F%3B~", "%2A?%3B~", "*%3F%3B~", "%2A%3F%3B~", "%2A?%3B~", "%2A?%3B~"}},
+      {"%2f%zz\xC3%41", {"%2f%25zz%C3%2541", "%2f%25zz%C3%2541", "%2f%25zz%C3%2541", "%2f%zz%C3%2541", "%2f%zz%C3%2541",
+                         "%252f%25zz%C3%2541", "%2f%25zz%C3%2541", "%2f%zz%C3%2541"}},
   };
   for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
+    SCOPED_TRACE(r.in);
     for (int op = 0; op < kOpCount; ++op) EXPECT_EQ(r.want[op], canonical(Op(op), r.in)) << kOpNames[op];
   }
 }
@@ -151,14 +132,8 @@ TEST(Canonicalize, Examples) {
 TEST(Canonicalize, PercentKeywords) {
   struct Row { const char* keywords; string in; string want; };
   const Row rows[] = {
-      {"", "a%41%zz", "a%41%25zz"},
-      {"AlwaysUrlEncodePercent", "a%41", "a%2541"},
-      {"AlwaysUrlEncodePercent", "/%2F/", "/%252F/"},
-      {"NoUrlEncodePercent", "%zz%", "%zz%"},
-      {"NoUrlEncodePercent", "%zz x", "%zz%20x"},
-      {"AlwaysUrlEncodePercent,NoUrlEncodePercent", "%41%z", "%41%z"},
-      {"NoUrlEncodePercent AlwaysUrlEncodePercent", "%41%z", "%41%z"},
-      {"xxAlwaysUrlEncodePercentyy", "%41", "%2541"},
+      {"AlwaysUrlEncodePercent", "/%2F/%", "/%252F/%25"}, {"NoUrlEncodePercent", "%zz% x", "%zz%%20x"},
+      {"NoUrlEncodePercent AlwaysUrlEncodePercent", "%41%z", "%41%z"}, {"xxAlwaysUrlEncodePercentyy", "%41", "%2541"},
       {"alwaysurlencodepercent", "%41%z", "%41%25z"},  // keywords are case-sensitive
   };
   for (const Row& r : rows) {
