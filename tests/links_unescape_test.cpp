@@ -111,18 +111,18 @@ TEST(LinksUnescape, RemoveCrlEntries) {
   EXPECT_EQ(kHead + "<x/>" + kTail, bytesOf(twice));
 }
 
-TEST(LinksUnescape, MarkdownUnescape) {
-  struct Row { const char* name; string in, want; };
+// Both return the new length.
+TEST(LinksUnescape, MarkdownUnescapeAndUnescape) {
+  struct Row { bool markdown; string in, want; };
   const Row rows[] = {
-      {"punctuation, other bytes, doubled and final backslash", "\\*a\\* \\q \\\\ \\", "*a* \\q \\ \\"},
-      {"backslash before a backslash-escape", "\\\\\\*", "\\*"},
-      {"zero bytes are content", string("\\\0\\#", 4), string("\\\0#", 3)},
-      {"empty", "", ""},
+      {true, "\\*a\\* \\q \\\\ \\", "*a* \\q \\ \\"}, {true, "\\\\\\*", "\\*"},
+      {true, string("\\\0\\#", 4), string("\\\0#", 3)}, {true, "", ""},
+      {false, "a\\nb\\\\c\\", "anb\\c"}, {false, string("\\\0x", 3), string("\0x", 2)}, {false, "", ""},
   };
   for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
+    SCOPED_TRACE(testing::PrintToString(r.in));
     StringBuffer sb = bufferOf(r.in);
-    EXPECT_EQ(r.want.size(), sb.markdown_unescape());
+    EXPECT_EQ(r.want.size(), r.markdown ? sb.markdown_unescape() : sb.unescape());
     EXPECT_EQ(r.want, bytesOf(sb));
   }
   // Every byte after a backslash: only ASCII punctuation loses its backslash.
@@ -132,21 +132,6 @@ TEST(LinksUnescape, MarkdownUnescape) {
     StringBuffer sb = bufferOf(string("\\") + static_cast<char>(b));
     sb.markdown_unescape();
     EXPECT_EQ(punctuation ? 1u : 2u, sb.getSize()) << b;
-  }
-}
-
-TEST(LinksUnescape, Unescape) {
-  struct Row { const char* name; string in, want; };
-  const Row rows[] = {
-      {"letters, doubled and final backslash", "a\\nb\\\\c\\", "anb\\c"},
-      {"escaped zero byte", string("\\\0x", 3), string("\0x", 2)},
-      {"empty", "", ""},
-  };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
-    StringBuffer sb = bufferOf(r.in);
-    EXPECT_EQ(r.want.size(), sb.unescape());
-    EXPECT_EQ(r.want, bytesOf(sb));
   }
 }
 

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "lib/EntityRefChecker.h"
@@ -42,209 +44,155 @@ ExtPtrArray* pairs(std::initializer_list<std::pair<const char*, const char*>> li
 // subset must come through as it is.
 TEST(XmlEntities, EscapedSubsetsOverAllBytes) {
   LogNull log;
-  using Op = std::function<string(const string&)>;
-  const auto rewrite = [](unsigned int (StringBuffer::*op)()) {
-    return Op([op](const string& in) {
-      StringBuffer sb = bufferOf(in);
-      (sb.*op)();
-      return bytesOf(sb);
-    });
+  enum Op { kReplaceXml, kReplaceHtml, kEncodePre, kEncode, kAppendXml, kNoCdata, kNoCdataN, kEntityEncode,
+            kAttribute, kSimpleXml, kOpCount };
+  const auto run = [&log](int op, const string& in) {
+    StringBuffer sb = bufferOf(op <= kEncode ? in : "");
+    switch (op) {
+      case kReplaceXml: sb.replaceXMLSpecial(); break;
+      case kReplaceHtml: sb.replaceHTMLSpecial(); break;
+      case kEncodePre: EXPECT_TRUE(sb.encodePreDefinedXmlEntities(0)); break;
+      case kEncode: sb.encodeXMLSpecial(log); break;
+      case kAppendXml: sb.appendXml(in.c_str()); break;
+      case kNoCdata: sb.appendXmlNoCdata(in.c_str()); break;
+      case kNoCdataN: sb.appendXmlNoCdataN(in.c_str(), static_cast<unsigned int>(in.size())); break;
+      case kEntityEncode: EXPECT_TRUE(sb.appendAndXmlEntityEncode(in.c_str(), 0)); break;
+      case kAttribute: {
+        std::unique_ptr<ExtPtrArray> a(pairs({{"k", in.c_str()}}));
+        sb.appendXmlOpenTag("t", a.get());
+        return bytesOf(sb).substr(6, sb.getSize() - 9);  // between <t k=" and ">\n
+      }
+      default:
+        sb.simpleXml("t", in.c_str(), 0, nullptr, nullptr, log);
+        return bytesOf(sb).substr(3, sb.getSize() - 7);  // between <t> and </t>
+    }
+    return bytesOf(sb);
   };
-  const auto appendText = [](void (StringBuffer::*op)(const char*)) {
-    return Op([op](const string& in) {
-      StringBuffer sb;
-      (sb.*op)(in.c_str());
-      return bytesOf(sb);
-    });
-  };
-  struct Row { const char* name; Op op; string escaped; };
-  const Row rows[] = {
-      {"replaceXMLSpecial", rewrite(&StringBuffer::replaceXMLSpecial), "&<>"},
-      {"replaceHTMLSpecial", rewrite(&StringBuffer::replaceHTMLSpecial), "&<>\""},
-      {"encodePreDefinedXmlEntities",
-       [](const string& in) {
-         StringBuffer sb = bufferOf(in);
-         EXPECT_TRUE(sb.encodePreDefinedXmlEntities(0));
-         return bytesOf(sb);
-       },
-       "&<>"},
-      {"encodeXMLSpecial",
-       [&log](const string& in) {
-         StringBuffer sb = bufferOf(in);
-         sb.encodeXMLSpecial(log);
-         return bytesOf(sb);
-       },
-       "&<>"},
-      {"appendXml text", appendText(&StringBuffer::appendXml), "&<>\"'"},
-      {"appendXmlNoCdata", appendText(&StringBuffer::appendXmlNoCdata), "&<>\"'"},
-      {"appendXmlNoCdataN",
-       [](const string& in) {
-         StringBuffer sb;
-         sb.appendXmlNoCdataN(in.c_str(), static_cast<unsigned int>(in.size()));
-         return bytesOf(sb);
-       },
-       "&<>\"'"},
-      {"appendAndXmlEntityEncode",
-       [](const string& in) {
-         StringBuffer sb;
-         EXPECT_TRUE(sb.appendAndXmlEntityEncode(in.c_str(), 0));
-         return bytesOf(sb);
-       },
-       "&<>"},
-      {"attribute value",
-       [](const string& in) {
-         StringBuffer sb;
-         ExtPtrArray* a = pairs({{"k", in.c_str()}});
-         sb.appendXmlOpenTag("t", a);
-         delete a;
-         const string out = bytesOf(sb);
-         return out.substr(6, out.size() - 9);  // between <t k=" and ">\n
-       },
-       "&<>\"'\t\n\r"},
-      {"simpleXml content",
-       [&log](const string& in) {
-         StringBuffer sb;
-         sb.simpleXml("t", in.c_str(), 0, nullptr, nullptr, log);
-         const string out = bytesOf(sb);
-         return out.substr(3, out.size() - 7);  // between <t> and </t>
-       },
-       "&<>"},
-  };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
+  const char* const subsets[kOpCount] = {"&<>", "&<>\"", "&<>", "&<>", "&<>\"'", "&<>\"'", "&<>\"'", "&<>",
+                                         "&<>\"'\t\n\r", "&<>"};
+  for (int op = 0; op < kOpCount; ++op) {
+    SCOPED_TRACE("operation " + std::to_string(op));
     for (int b = 1; b < 256; ++b) {
       const char c = static_cast<char>(b);
-      if ((c == '\t' || c == '\n') && string(r.name) == "appendXml text") continue;  // CDATA, below
-      const string want = "x" + (r.escaped.find(c) != string::npos ? entityOf(c) : string(1, c)) + "y";
-      EXPECT_EQ(want, r.op("x" + string(1, c) + "y")) << "byte " << b;
+      if ((c == '\t' || c == '\n') && op == kAppendXml) continue;  // CDATA, below
+      const string want = "x" + (std::strchr(subsets[op], c) != nullptr ? entityOf(c) : string(1, c)) + "y";
+      EXPECT_EQ(want, run(op, "x" + string(1, c) + "y")) << "byte " << b;
     }
   }
 }
 
-TEST(XmlEntities, EncodePreDefinedXmlEntities) {
-  struct Row { const char* name; string in; unsigned int start; string want; };
+// The counts: encodeXMLSpecial's replacements, replaceXMLSpecial's ">"
+// (its last pass), replaceHTMLSpecial's quotes, 1 for encodePreDefined's
+// true; the decoders never allocate.
+TEST(XmlEntities, RewritesInPlace) {
+  LogNull log;
+  enum Op { kEncode, kReplaceXml, kReplaceHtml, kEncodePre, kDecodePre, kHtml, kXml };
+  const auto run = [&log](Op op, unsigned int start, StringBuffer& sb) -> unsigned int {
+    switch (op) {
+      case kEncode: return sb.encodeXMLSpecial(log);
+      case kReplaceXml: return sb.replaceXMLSpecial();
+      case kReplaceHtml: return sb.replaceHTMLSpecial();
+      case kEncodePre: return sb.encodePreDefinedXmlEntities(start) ? 1 : 0;
+      case kDecodePre: return sb.decodePreDefinedXmlEntities(start);
+      case kHtml: return sb.decodeHTMLSpecial() ? 1 : 0;
+      default: return sb.decodeXMLSpecial();
+    }
+  };
+  struct Row { const char* name; Op op; unsigned int start; string in, want; unsigned int n; };
   const Row rows[] = {
-      {"numeric references kept, named and incomplete ones escaped",
-       "a<b & c &#169; &#xA9; &#X1f; &amp; &#; &#12",
-       0, "a&lt;b &amp; c &#169; &#xA9; &#X1f; &amp;amp; &amp;#; &amp;#12"},
-      {"bytes before start untouched", "<x>&<y>", 3, "<x>&amp;&lt;y&gt;"},
-      {"hex digits in a decimal reference", "&#1a;", 0, "&amp;#1a;"},
-      {"reference cut by the end", "&#x", 0, "&amp;#x"},
-      {"zero bytes are content", string("<\0>", 3), 0, string("&lt;\0&gt;", 9)},
-      {"start past the end", "<", 5, "<"},
+      {"known, named and numeric references kept", kEncode, 0, "&lt;&gt;&amp;&quot;&eacute;&#169;&#xA9;&AMP;",
+       "&lt;&gt;&amp;&quot;&eacute;&#169;&#xA9;&AMP;", 0},
+      {"unknown or unclosed names, < and > escaped", kEncode, 0, "&Amp; &bogus; &eacute a<b>c",
+       "&amp;Amp; &amp;bogus; &amp;eacute a&lt;b&gt;c", 5},
+      {"encode empty", kEncode, 0, "", "", 0},
+      {"replace, entities included", kReplaceXml, 0, "a<b>c&d>", "a&lt;b&gt;c&amp;d&gt;", 2},
+      {"replace without >", kReplaceXml, 0, "&", "&amp;", 0},
+      {"replace html", kReplaceHtml, 0, "\"&amp;\"", "&quot;&amp;amp;&quot;", 2},
+      {"numeric references kept, named and incomplete ones escaped", kEncodePre, 0,
+       "a<b & c &#169; &#xA9; &#X1f; &amp; &#; &#12 &#1a; &#x",
+       "a&lt;b &amp; c &#169; &#xA9; &#X1f; &amp;amp; &amp;#; &amp;#12 &amp;#1a; &amp;#x", 1},
+      {"bytes before start untouched", kEncodePre, 3, "<x>&<y>", "<x>&amp;&lt;y&gt;", 1},
+      {"zero bytes are content", kEncodePre, 0, string("<\0>", 3), string("&lt;\0&gt;", 9), 1},
+      {"start past the end", kEncodePre, 5, "<", "<", 1},
+      {"predefined, all five and no second pass", kDecodePre, 0, "&lt;a&gt; &amp;lt; &apos;&quot; &#65; &AMP;",
+       "<a> &lt; '\" &#65; &AMP;", 5},
+      {"predefined from an offset", kDecodePre, 4, "&lt;&lt;", "&lt;<", 1},
+      {"predefined stops at a zero byte", kDecodePre, 0, string("&lt;\0&gt;", 9), "<", 1},
+      {"predefined, entity cut by the end", kDecodePre, 0, "a&quot", "a&quot", 0},
+      {"html leaves &apos;", kHtml, 0, "&apos;&quot;", "&apos;\"", 1},
+      {"html, &amp;lt; once", kHtml, 0, "&amp;lt;", "&lt;", 1},
+      {"html, nothing", kHtml, 0, "a&b", "a&b", 0},
+      {"xml, &amp; last", kXml, 0, "a&amp;gt;b", "a&gt;b", 1},
+      {"xml, three kinds", kXml, 0, "&lt;&gt;&amp;&quot;", "<>&&quot;", 3},
+      {"xml, upper case names stay", kXml, 0, "&LT;", "&LT;", 0},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
     StringBuffer sb = bufferOf(r.in);
-    EXPECT_TRUE(sb.encodePreDefinedXmlEntities(r.start));
+    ScopedAllocatorControl control;
+    EXPECT_EQ(r.n, run(r.op, r.start, sb));
     EXPECT_EQ(r.want, bytesOf(sb));
+    if (r.op >= kDecodePre) {
+      EXPECT_EQ(0u, control.allocations());
+    }
   }
-  // Nothing to escape: no allocation at all.
+  // encodePreDefinedXmlEntities: nothing to escape, no allocation; no room
+  // for the rebuilt text, false and the content as it was.
   StringBuffer plain = bufferOf(string(100, 'a') + "&#65;");
   ScopedAllocatorControl control;
   EXPECT_TRUE(plain.encodePreDefinedXmlEntities(0));
   EXPECT_EQ(0u, control.allocations());
-  // No room for the rebuilt text: false, content as it was.
   StringBuffer failing = bufferOf(string(90, 'a') + "<");
   control.failNth(1);
   EXPECT_FALSE(failing.encodePreDefinedXmlEntities(0));
   EXPECT_EQ(string(90, 'a') + "<", bytesOf(failing));
 }
 
-TEST(XmlEntities, EncodeXMLSpecial) {
-  struct Row { const char* name; string in; string want; unsigned int n; };
+TEST(XmlEntities, AppendText) {
+  enum Op { kXml, kNoCdataN, kEntityEncode };
+  struct Row { const char* name; Op op; const char* in; unsigned int n; string want; };
   const Row rows[] = {
-      {"known entities kept", "&lt;&gt;&amp;&quot;", "&lt;&gt;&amp;&quot;", 0},
-      {"named and numeric references kept", "&eacute;&#169;&#xA9;&AMP;", "&eacute;&#169;&#xA9;&AMP;", 0},
-      {"unknown or unclosed names escaped", "&Amp; &bogus; &eacute", "&amp;Amp; &amp;bogus; &amp;eacute", 3},
-      {"< and > escaped", "a<b>c", "a&lt;b&gt;c", 2},
-      {"empty", "", "", 0},
-  };
-  LogNull log;
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
-    StringBuffer sb = bufferOf(r.in);
-    EXPECT_EQ(r.n, sb.encodeXMLSpecial(log));
-    EXPECT_EQ(r.want, bytesOf(sb));
-  }
-}
-
-TEST(XmlEntities, ReplaceSpecial) {
-  StringBuffer xml("a<b>c&d>");
-  EXPECT_EQ(2u, xml.replaceXMLSpecial());
-  EXPECT_EQ("a&lt;b&gt;c&amp;d&gt;", bytesOf(xml));
-  StringBuffer html("\"&amp;\"");
-  EXPECT_EQ(2u, html.replaceHTMLSpecial());
-  EXPECT_EQ("&quot;&amp;amp;&quot;", bytesOf(html));
-  StringBuffer none("plain");
-  EXPECT_EQ(0u, none.replaceXMLSpecial());
-  StringBuffer noGreater("&");
-  EXPECT_EQ(0u, noGreater.replaceXMLSpecial());
-  EXPECT_EQ("&amp;", bytesOf(noGreater));
-}
-
-TEST(XmlEntities, Decoders) {
-  struct Row { const char* name; std::function<unsigned int(StringBuffer&)> op; string in, want; unsigned int n; };
-  const Row rows[] = {
-      {"predefined, all five and no second pass",
-       [](StringBuffer& sb) { return sb.decodePreDefinedXmlEntities(0); },
-       "&lt;a&gt; &amp;lt; &apos;&quot; &#65; &AMP;", "<a> &lt; '\" &#65; &AMP;", 5},
-      {"predefined from an offset", [](StringBuffer& sb) { return sb.decodePreDefinedXmlEntities(4); },
-       "&lt;&lt;", "&lt;<", 1},
-      {"predefined stops at a zero byte", [](StringBuffer& sb) { return sb.decodePreDefinedXmlEntities(0); },
-       string("&lt;\0&gt;", 9), "<", 1},
-      {"predefined, entity cut by the end", [](StringBuffer& sb) { return sb.decodePreDefinedXmlEntities(0); },
-       "a&quot", "a&quot", 0},
-      {"html leaves &apos;", [](StringBuffer& sb) { return unsigned(sb.decodeHTMLSpecial()); },
-       "&apos;&quot;", "&apos;\"", 1},
-      {"html, &amp;lt; once", [](StringBuffer& sb) { return unsigned(sb.decodeHTMLSpecial()); },
-       "&amp;lt;", "&lt;", 1},
-      {"html, nothing", [](StringBuffer& sb) { return unsigned(sb.decodeHTMLSpecial()); }, "a&b", "a&b", 0},
-      {"xml, &amp; last", [](StringBuffer& sb) { return sb.decodeXMLSpecial(); }, "a&amp;gt;b", "a&gt;b", 1},
-      {"xml, three kinds", [](StringBuffer& sb) { return sb.decodeXMLSpecial(); }, "&lt;&gt;&amp;&quot;",
-       "<>&&quot;", 3},
-      {"xml, upper case names stay", [](StringBuffer& sb) { return sb.decodeXMLSpecial(); }, "&LT;", "&LT;", 0},
-  };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
-    StringBuffer sb = bufferOf(r.in);
-    ScopedAllocatorControl control;
-    EXPECT_EQ(r.n, r.op(sb));
-    EXPECT_EQ(r.want, bytesOf(sb));
-    EXPECT_EQ(0u, control.allocations());
-  }
-}
-
-TEST(XmlEntities, AppendXmlText) {
-  struct Row { const char* name; const char* in; string want; };
-  const Row rows[] = {
-      {"entities", "x<'y'", "x&lt;&apos;y&apos;"},
-      {"TAB gives CDATA", "a\t<&", "<![CDATA[a\t<&]]>"},
-      {"]]> splits the section", "a\n]]>b]]>", "<![CDATA[a\n]]]]><![CDATA[>b]]]]><![CDATA[>]]>"},
-      {"]]> without TAB or LF is escaped", "]]>", "]]&gt;"},
-      {"null", nullptr, ""},
+      {"entities", kXml, "x<'y'", 0, "x&lt;&apos;y&apos;"},
+      {"TAB gives CDATA", kXml, "a\t<&", 0, "<![CDATA[a\t<&]]>"},
+      {"]]> splits the section", kXml, "a\n]]>b]]>", 0, "<![CDATA[a\n]]]]><![CDATA[>b]]]]><![CDATA[>]]>"},
+      {"]]> without TAB or LF is escaped", kXml, "]]>", 0, "]]&gt;"},
+      {"null", kXml, nullptr, 0, ""},
+      {"counted bytes only", kNoCdataN, "a<b", 2, "a&lt;"},
+      {"no bytes", kNoCdataN, "<<<", 0, ""},
+      {"entity encode, counted bytes only", kEntityEncode, "a&bc", 3, "a&amp;b"},
+      {"entity encode stops at a zero byte", kEntityEncode, "<\0>", 3, "&lt;"},
+      {"entity encode, null", kEntityEncode, nullptr, 4, ""},
+      {"entity encode, empty", kEntityEncode, "", 0, ""},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
     StringBuffer sb("-");
-    sb.appendXml(r.in);
+    switch (r.op) {
+      case kXml: sb.appendXml(r.in); break;
+      case kNoCdataN: sb.appendXmlNoCdataN(r.in, r.n); break;
+      default: EXPECT_TRUE(sb.appendAndXmlEntityEncode(r.in, r.n));
+    }
     EXPECT_EQ("-" + r.want, bytesOf(sb));
   }
   // Text taken from the buffer itself while it moves to the heap.
   StringBuffer self = bufferOf(string(60, '<'));
   self.appendXml(self.getString());
-  EXPECT_EQ(string(60, '<') + [] { string s; for (int i = 0; i < 60; ++i) s += "&lt;"; return s; }(), bytesOf(self));
+  string want(60, '<');
+  for (int i = 0; i < 60; ++i) want += "&lt;";
+  EXPECT_EQ(want, bytesOf(self));
+
+  // appendAndXmlEntityEncode reserves the worst case up front: a failing
+  // growth changes nothing.
+  StringBuffer failing("x");
+  ScopedAllocatorControl control;
+  control.failNth(1);
+  EXPECT_FALSE(failing.appendAndXmlEntityEncode("abcdefghijklmnopq", 0));
+  EXPECT_EQ("x", bytesOf(failing));
 }
 
-TEST(XmlEntities, AppendXmlNoCdataStaging) {
-  StringBuffer cut;
-  cut.appendXmlNoCdataN("a<b", 2);
-  EXPECT_EQ("a&lt;", bytesOf(cut));
-  cut.appendXmlNoCdataN("<<<", 0);
-  EXPECT_EQ("a&lt;", bytesOf(cut));
-
-  // Output goes out in chunks of at least 250 bytes: failing the second
-  // growth shows where the first chunk ended.
+// Output goes out in chunks of at least 250 bytes: failing the second growth
+// shows where the first chunk ended.
+TEST(XmlEntities, AppendXmlNoCdataChunks) {
   struct Row { const char* name; string in; unsigned int firstChunk; };
   const Row rows[] = {
       {"plain run", string(600, 'a'), 250},
@@ -264,23 +212,6 @@ TEST(XmlEntities, AppendXmlNoCdataStaging) {
   StringBuffer whole;
   whole.appendXmlNoCdata(("<" + string(600, 'c') + ">").c_str());
   EXPECT_EQ("&lt;" + string(600, 'c') + "&gt;", bytesOf(whole));
-}
-
-TEST(XmlEntities, AppendAndXmlEntityEncode) {
-  StringBuffer sb;
-  EXPECT_TRUE(sb.appendAndXmlEntityEncode("a&bc", 3));
-  EXPECT_EQ("a&amp;b", bytesOf(sb));
-  EXPECT_TRUE(sb.appendAndXmlEntityEncode(string("<\0>", 3).c_str(), 3));
-  EXPECT_EQ("a&amp;b&lt;", bytesOf(sb));
-  EXPECT_TRUE(sb.appendAndXmlEntityEncode(nullptr, 4));
-  EXPECT_TRUE(sb.appendAndXmlEntityEncode("", 0));
-  EXPECT_EQ("a&amp;b&lt;", bytesOf(sb));
-  // The worst case is reserved up front: a failing growth changes nothing.
-  StringBuffer failing("x");
-  ScopedAllocatorControl control;
-  control.failNth(1);
-  EXPECT_FALSE(failing.appendAndXmlEntityEncode("abcdefghijklmnopq", 0));
-  EXPECT_EQ("x", bytesOf(failing));
 }
 
 TEST(XmlEntities, Tags) {
@@ -369,18 +300,14 @@ struct XmlDoc {
   xmlDoc* doc;
 };
 
-string contentOf(xmlNode* node) {
-  xmlChar* c = xmlNodeGetContent(node);
-  string s = c != nullptr ? reinterpret_cast<const char*>(c) : "";
-  xmlFree(c);
+string taken(xmlChar* text, const char* absent = "") {
+  string s = text != nullptr ? reinterpret_cast<const char*>(text) : absent;
+  xmlFree(text);
   return s;
 }
-
+string contentOf(xmlNode* node) { return taken(xmlNodeGetContent(node)); }
 string attributeOf(xmlNode* node, const char* name) {
-  xmlChar* v = xmlGetProp(node, reinterpret_cast<const xmlChar*>(name));
-  string s = v != nullptr ? reinterpret_cast<const char*>(v) : "<absent>";
-  xmlFree(v);
-  return s;
+  return taken(xmlGetProp(node, reinterpret_cast<const xmlChar*>(name)), "<absent>");
 }
 #endif
 
