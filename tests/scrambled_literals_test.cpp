@@ -215,13 +215,16 @@ TEST(ScrambledLiterals, FailedCopiesReportFalse) {
   const std::string obfusLiteral = obfuscated(std::string(200, 'o'));
   StringBuffer saltedBuffer(std::string(200, 's').c_str());
   saltedBuffer.saltedScramble();
-  const std::string saltedLiteral = bytesOf(saltedBuffer);
+  const std::string saltedLiteral = bytesOf(saltedBuffer), shortLiteral = obfuscated("short");
   StringBuffer sb("keep");
   ScopedAllocatorControl control;
   control.failAbove(1);
   EXPECT_FALSE(sb.appendObfus(obfusLiteral.c_str()));
   EXPECT_FALSE(sb.containsObfuscated(obfusLiteral.c_str()));
   EXPECT_FALSE(sb.appendSaltedLiteral(saltedLiteral.c_str()));
+  control.failAbove(0);
+  control.failNth(1);  // a short literal is copied inline: the unscrambling array is the first allocation
+  EXPECT_FALSE(sb.appendObfus(shortLiteral.c_str()));
   EXPECT_EQ("keep", bytesOf(sb));
 }
 
