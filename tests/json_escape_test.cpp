@@ -190,6 +190,7 @@ TEST(JsonEscape, JsonDecode) {
       {"pair cut short is two units", "\\ud83d\\ude0", "\xED\xA0\xBD" "de0"},
       {"unknown letters dropped", "\\x\\q\\a\\N", ""},
       {"short \\u: the digits are text", "ab\\u12", "ab12"},
+      {"one digit after \\u", "ab\\u1", "ab1"},
       {"final backslash", "ab\\", "ab"},
       {"final \\u", "ab\\u", "ab"},
       {"non-hex digit ends the value", "\\u41zz", "A"},

@@ -178,6 +178,9 @@ TEST(XmlEntities, ReplaceSpecial) {
   EXPECT_EQ("&quot;&amp;amp;&quot;", bytesOf(html));
   StringBuffer none("plain");
   EXPECT_EQ(0u, none.replaceXMLSpecial());
+  StringBuffer zero = bufferOf(string("a\0<", 3));  // nothing to escape before the zero byte: left whole
+  EXPECT_EQ(0u, zero.replaceHTMLSpecial());
+  EXPECT_EQ(string("a\0<", 3), bytesOf(zero));
   StringBuffer noGreater("&");
   EXPECT_EQ(0u, noGreater.replaceXMLSpecial());
   EXPECT_EQ("&amp;", bytesOf(noGreater));
