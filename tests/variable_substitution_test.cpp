@@ -73,6 +73,8 @@ TEST(VariableSubstitution, References) {
       {"qualifier dropped", "{$p.host}", "example.org"},
       {"leading dot kept", "{$.host}", "dotted"},
       {"empty name", "{$}", "nameless"},
+      {"a qualifier alone leaves the empty name", "{$p.}", "nameless"},
+      {"a reference right behind a brace pair", "{x{$a}", "{x1"},
       {"no reference", "plain {text}", "plain {text}"},
       {"text ends at a zero byte", std::string("{$a}\0{$b}", 9), "1"},
       {"no reference, zero byte", std::string("ab\0c", 4), "ab"},
