@@ -116,6 +116,7 @@ TEST(LinksUnescape, MarkdownUnescape) {
   const Row rows[] = {
       {"punctuation, other bytes, doubled and final backslash", "\\*a\\* \\q \\\\ \\", "*a* \\q \\ \\"},
       {"backslash before a backslash-escape", "\\\\\\*", "\\*"},
+      {"text behind the last escape moves up", "a\\*bc", "a*bc"},
       {"zero bytes are content", string("\\\0\\#", 4), string("\\\0#", 3)},
       {"empty", "", ""},
   };
