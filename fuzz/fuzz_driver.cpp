@@ -8,6 +8,7 @@
 //
 // SB_FUZZ_GROUP=<group> restricts the table to one group of rows, so that a
 // short run spends its time on one family. A new family is one more row.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,7 +21,10 @@
 #include "lib/LogBase.h"
 #include "lib/MimeCodec.h"
 #include "lib/StringBufferArray.h"
+#include "lib/StringMap.h"
+#include "lib/TextCodec.h"
 #include "lib/TextSearch.h"
+#include "lib/_tvEncodingConvert.h"
 #include "models.h"
 #include "test_support.h"
 
@@ -512,6 +516,324 @@ void wildcard(Case& c) {
   run(c, false);
 }
 
+// ---- JSON ----
+
+void json(Case& c) {
+  StringBuffer decoded;
+  if (c.in.flag()) {
+    // Escaping valid UTF-8 and decoding it again gives back every byte.
+    const bool ok = c.sb.jsonEscape();
+    run(c, true);
+    CHECK(ok);
+    const string escaped = bytesOf(c.sb);
+    CHECK(StringBuffer::jsonDecode(escaped.data(), static_cast<unsigned>(escaped.size()), decoded));
+    if (model::isUtf8(c.content)) CHECK(bytesOf(decoded) == c.content);
+  } else if (c.in.flag()) {
+    StringBuffer::jsonDecode(c.content.data(), static_cast<unsigned>(c.content.size()), c.out);
+    run(c, &c.out == &c.sb);
+  } else {
+    const string name = model::textOf(c.in.arg());
+    c.sb.appendJsonMember(c.in.flag(), name.c_str(), model::textOf(c.content).c_str());
+    run(c, true);
+  }
+  checkSb(decoded);
+}
+
+// ---- XML and HTML entities ----
+
+string xmlEscaped(const string& text, bool quotes) {
+  string out;
+  for (const char ch : text) {
+    if (ch == '&') out += "&amp;";
+    else if (ch == '<') out += "&lt;";
+    else if (ch == '>') out += "&gt;";
+    else if (ch == '"' && quotes) out += "&quot;";
+    else out += ch;
+  }
+  return out;
+}
+
+void xml(Case& c) {
+  const string text = model::textOf(c.content);
+  const unsigned start = c.in.byte() % 8;
+  switch (c.in.byte() % 8) {
+    case 0: {  // the all-five escaper, undone by the predefined-entity decoder
+      StringBuffer x;
+      x.appendXmlNoCdata(c.content.c_str());
+      checkSb(x);
+      x.decodePreDefinedXmlEntities(0);
+      CHECK(bytesOf(x) == text);
+      break;
+    }
+    case 1: {
+      const unsigned n = c.sb.replaceXMLSpecial();
+      CHECK(n == std::count(text.begin(), text.end(), '>'));
+      if (text != c.content) break;
+      CHECK(bytesOf(c.sb) == xmlEscaped(text, false));
+      c.sb.decodeXMLSpecial();
+      CHECK(bytesOf(c.sb) == text);
+      break;
+    }
+    case 2:
+      c.sb.replaceHTMLSpecial();
+      if (text == c.content) CHECK(bytesOf(c.sb) == xmlEscaped(text, true));
+      break;
+    case 3:
+      if (!c.sb.encodePreDefinedXmlEntities(start)) CHECK(bytesOf(c.sb) == c.content);
+      break;
+    case 4: { LogNull log; c.sb.encodeXMLSpecial(log); break; }
+    case 5: c.sb.decodeHTMLSpecial(); break;
+    case 6: c.sb.decodePreDefinedXmlEntities(start); break;
+    default: c.sb.appendXml(model::textOf(c.in.arg()).c_str()); break;
+  }
+  run(c, true);
+}
+
+// ---- canonicalizers, against a plain percent-encoder ----
+
+void canonical(Case& c) {
+  LogNull log;
+  const uint8_t which = c.in.byte() % 8;
+  bool ok = false;
+  string expected;
+  switch (which) {
+    case 0: ok = c.sb.awsNormalizeUriUtf8(log); expected = model::percentEncode(c.content, "-._/", 'h', false); break;
+    case 1: ok = c.sb.awsNormalizeQueryStringPart(false, log); expected = model::percentEncode(c.content, "-._", 'h', false); break;
+    case 2: ok = c.sb.awsNormalizeQueryStringPart(true, log); expected = model::percentEncode(c.content, "-._/", 'h', false); break;
+    case 3: ok = c.sb.awsNormalizeQueryParams(); expected = model::percentEncode(c.content, "-._&/=?", 'c', false); break;
+    case 4: ok = c.sb.nonAwsNormalizePath(); expected = model::percentEncode(c.content, "!$'()*+,-./:<=>@_", 'c', false); break;
+    case 5: ok = c.sb.mwsNormalizeQueryParams(); expected = model::percentEncode(c.content, "-._", 'e', false); break;
+    case 6: ok = c.sb.nonAwsNormalizeQueryParamValue(log); expected = model::percentEncode(c.content, "!$'()-./:<>?@_", 'h', true); break;
+    default: ok = c.sb.nonAwsNormalizeAllQueryParams(); expected = model::percentEncode(c.content, "!$'()-./:<>?@_&=", 'c', true); break;
+  }
+  run(c, true);
+  CHECK(ok);
+  CHECK(bytesOf(c.sb) == expected);
+}
+
+// ---- code pages ----
+
+void codePages(Case& c) {
+  LogNull log;
+  const string text = model::textOf(c.content);
+  StringBuffer back;
+  switch (c.in.byte() % 5) {
+    case 0:  // every Windows-1252 byte has a Unicode character and back
+      CHECK(c.sb.convertEncoding(1252, 65001, log));
+      CHECK(c.sb.isValidUtf8());
+      c.sb.convertEncoding(65001, 1252, log);
+      if (text == c.content) CHECK(bytesOf(c.sb) == c.content);
+      break;
+    case 1: {
+      // Through DataBuffers: a buffer's counted appends drop the zero byte
+      // that ends a UTF-16 text of ASCII.
+      DataBuffer wide, utf8;
+      _tvEncodingConvert conv;
+      const auto* bytes = reinterpret_cast<const unsigned char*>(c.content.data());
+      const bool ok = conv.EncConvert(65001, 1200, bytes, static_cast<unsigned>(c.content.size()), wide, log);
+      CHECK(ok || !model::isUtf8(c.content));
+      if (!ok) break;
+      CHECK(conv.EncConvert(1200, 65001, wide.getData2(), wide.getSize(), utf8, log));
+      CHECK(dataOf(utf8) == c.content);
+      break;
+    }
+    case 2:
+      CHECK(c.sb.isValidUtf8() == model::isUtf8(c.content));
+      run(c, false);
+      break;
+    case 3: {
+      DataBuffer wide;
+      c.sb.cvUtf8ToUnicode(wide);
+      std::vector<unsigned short> units(wide.getSize() / 2 + 1, 0);
+      std::memcpy(units.data(), wide.getData2(), wide.getSize() / 2 * 2);
+      CHECK(back.appendNullTerminatedUtf16AsUtf8(units.data()));
+      if (model::isUtf8(c.content) && text == c.content) CHECK(bytesOf(back) == c.content);
+      unsigned high = 0, rare = 0;
+      c.sb.countImprobableAnsiChars(high, rare);
+      CHECK(rare <= high && high <= c.content.size());
+      run(c, false);
+      break;
+    }
+    default: {
+      const int pages[] = {437, 932, 936, 1200, 1201, 1251, 12000, 20127, 28591, 50220, 51932, 54936, 65000, 65001};
+      const int from = pages[c.in.byte() % 14], to = pages[c.in.byte() % 14];
+      const string before = bytesOf(c.out);
+      if (!c.sb.convertEncoding2(from, to, c.out, log) && &c.out != &c.sb) CHECK(bytesOf(c.out) == before);
+      c.sb.convertEncoding(from, to, log);
+      run(c, true);
+      break;
+    }
+  }
+  checkSb(back);
+}
+
+// ---- decoding by name, encoded words, ISO-2022-JP shielding ----
+
+void decoding(Case& c) {
+  LogNull log;
+  const string text = model::textOf(c.content);
+  const char* names[] = {"base64", "quoted-printable", "hex", "url", "base32", "base64url", "q", "none"};
+  switch (c.in.byte() % 4) {
+    case 0: CHECK(c.sb.qbDecode(log)); break;
+    case 1: {
+      DataBuffer out;
+      out.append("<", 1);
+      if (!c.sb.decode(names[c.in.byte() % 8], out, log)) CHECK(dataOf(out) == "<");
+      break;
+    }
+    case 2:
+      if (!c.sb.decode_in_place(c.in.byte() % 8, log)) CHECK(bytesOf(c.sb) == c.content);
+      break;
+    default: {
+      StringBufferArray parts;
+      c.sb.iso2022Replace(parts);
+      checkList(parts);
+      checkSb(c.sb);
+      c.sb.iso2022Restore(parts);
+      if (c.content.find("TV_ISO2022_") == string::npos && (parts.getSize() == 0 || text == c.content))
+        CHECK(bytesOf(c.sb) == c.content);
+      break;
+    }
+  }
+  run(c, true);
+}
+
+// ---- template substitution ----
+
+void substitution(Case& c) {
+  StringMap map;
+  std::vector<std::pair<string, string>> values;
+  for (int i = c.in.byte() % 4; i > 0; --i) {
+    const string name = model::textOf(c.in.arg()), value = model::textOf(c.in.arg());
+    if (map.set(name.c_str(), value.c_str())) {
+      values.erase(std::remove_if(values.begin(), values.end(), [&](auto& v) { return v.first == name; }),
+                   values.end());
+      values.emplace_back(name, value);
+    }
+  }
+  const int modes[] = {0, 22, 4};
+  const int mode = modes[c.in.byte() % 3];
+  if (c.in.flag()) {
+    setenv("SB_FUZZ_VAR", "value", 1);
+    c.sb.envReplace();
+    run(c, true);
+    return;
+  }
+  CHECK(!c.sb.variableSubstitute(map, mode));
+  run(c, true);
+  const string text = model::textOf(c.content);
+  if (mode == 0 && (text != c.content || text.find("{$") != string::npos)) {
+    CHECK(bytesOf(c.sb) == model::substitute(text, [&](const string& name) {
+      for (const auto& v : values)
+        if (v.first == name) return v.second;
+      return string();
+    }));
+  }
+}
+
+// ---- links, revocation entries, unescaping ----
+
+void links(Case& c) {
+  LogNull log;
+  switch (c.in.byte() % 5) {
+    case 0: c.sb.autoLinkUrls(); break;
+    case 1: {
+      StringBuffer text = bufferOf(c.content);
+      c.sb.autoLinkUrls2(text);
+      checkSb(text);
+      run(c, false);
+      break;
+    }
+    case 2: c.sb.removeCrlEntries(log); break;
+    case 3: c.sb.markdown_unescape(); break;
+    default: {
+      const unsigned n = c.sb.unescape();
+      string expected;
+      const string text = model::textOf(c.content);
+      for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && ++i == text.size()) break;
+        expected += text[i];
+      }
+      CHECK(n == c.sb.getSize());
+      if (text == c.content) CHECK(bytesOf(c.sb) == expected);
+      break;
+    }
+  }
+  run(c, true);
+}
+
+// ---- line layout ----
+
+void layout(Case& c) {
+  const string text = model::textOf(c.content);
+  const uint8_t which = c.in.byte() % 6;
+  if (which == 0) {
+    c.sb.toCRLF();
+    checkSb(c.sb);
+    c.sb.toLF();
+    if (text == c.content)
+      CHECK(bytesOf(c.sb) == model::replaceAll(model::replaceAll(text, "\r\n", "\n").content, "\r", "\n").content);
+  } else if (which == 1) {
+    size_t longest = 0, line = 0;
+    for (const char ch : c.content) {
+      if (ch != '\r' && ch != '\n') longest = std::max(longest, ++line);
+      else line = 0;
+    }
+    CHECK(c.sb.longestLineLength() == longest);
+  } else if (which == 2) {
+    const unsigned n = c.sb.removeFws();
+    string expected;
+    for (const char ch : text)
+      if (!model::isSpace(static_cast<unsigned char>(ch))) expected += ch;
+    CHECK(n == c.sb.getSize());
+    if (text == c.content) CHECK(bytesOf(c.sb) == expected);
+  } else if (which == 3) {
+    c.sb.indent(static_cast<char>(c.in.byte()), c.in.byte() % 6);
+    checkSb(c.sb);
+    c.sb.unindent();
+  } else if (which == 4) {
+    c.sb.trimInsideSpaces();
+    c.sb.removeInvalidFilenameChars();
+    c.sb.stripDirectory();
+  } else {
+    c.sb.replace_emoji();
+    c.sb.toAlphaNumUsAscii();
+    c.sb.toProperCase();
+    c.sb.pluralize();
+    c.sb.unpluralize();
+  }
+  run(c, true);
+}
+
+// ---- reversible pairs ----
+
+void protect(Case& c) {
+  string expected = c.content;
+  switch (c.in.byte() % 6) {
+    case 0:
+      c.sb.obfus();
+      checkSb(c.sb);
+      c.sb.unobfus();
+      while (!expected.empty() && expected.back() == 0) expected.pop_back();
+      break;
+    case 1: c.sb.scramble(); checkSb(c.sb); c.sb.unscramble(); break;
+    case 2: c.sb.reverse_x(); checkSb(c.sb); c.sb.forward_x(); break;
+    case 3: c.sb.saltedScramble(); checkSb(c.sb); c.sb.saltedUnscramble(); break;
+    case 4: TextCodec::encode(c.sb); checkSb(c.sb); TextCodec::decode(c.sb); break;
+    default: {
+      string lit = model::textOf(c.content);
+      StringBuffer::litScram(&lit[0]);
+      CHECK(lit.size() == model::textOf(c.content).size());
+      StringBuffer::litScram(&lit[0]);
+      expected = lit;
+      c.sb.setString(lit.c_str());
+      break;
+    }
+  }
+  run(c, true);
+  CHECK(bytesOf(c.sb) == expected);
+}
+
 struct Row {
   const char* group;
   const char* name;
@@ -535,6 +857,15 @@ const Row kRows[] = {
     {"numbers", "numeric parsing", numbers},
     {"codecs", "Base64 and hex", codecs},
     {"wildcard", "wildcard", wildcard},
+    {"json", "escape, decode, members", json},
+    {"xml", "entities and emitters", xml},
+    {"canon", "canonicalizers", canonical},
+    {"codepages", "code-page conversion", codePages},
+    {"decoding", "decoders, encoded words, ISO-2022", decoding},
+    {"subst", "template substitution", substitution},
+    {"links", "links, revocation entries, unescaping", links},
+    {"layout", "line layout and inflection", layout},
+    {"protect", "reversible pairs", protect},
 };
 
 std::vector<const Row*> gActive;

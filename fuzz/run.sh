@@ -8,7 +8,8 @@ cd "$(dirname "$0")/.."
 seconds=${1:-10}
 shift || true
 groups=("$@")
-[ ${#groups[@]} -eq 0 ] && groups=(fields split tokens replace extract append numbers codecs wildcard)
+[ ${#groups[@]} -eq 0 ] && groups=(fields split tokens replace extract append numbers codecs wildcard
+                                  json xml canon codepages decoding subst links layout protect)
 
 if ! command -v clang++ >/dev/null; then
   echo "fuzz: skipped, clang++ is not installed"; exit 0

@@ -25,6 +25,9 @@ TEST(Iso2022, ReplaceAndRestore) {
       {"opening sequence last", "x" + kOpen, "x" + kOpen, {}},
       {"no segment", "plain " + kClose + " text", "plain " + kClose + " text", {}},
       {"empty", "", "", {}},
+      {"placeholder text in another case stays", "tv_iso2022_1" + kOpen + "AB" + kClose,
+       "tv_iso2022_1" + kOpen + "TV_ISO2022_1" + kClose, {"AB"}},
+      {"no segment before a zero byte keeps the bytes behind it", string("a\0", 2) + kOpen + "AB", string("a\0", 2) + kOpen + "AB", {}},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);

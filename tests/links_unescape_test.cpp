@@ -116,7 +116,7 @@ TEST(LinksUnescape, MarkdownUnescapeAndUnescape) {
   struct Row { bool markdown; string in, want; };
   const Row rows[] = {
       {true, "\\*a\\* \\q \\\\ \\", "*a* \\q \\ \\"}, {true, "\\\\\\*", "\\*"},
-      {true, string("\\\0\\#", 4), string("\\\0#", 3)}, {true, "", ""},
+      {true, string("\\\0\\#", 4), string("\\\0#", 3)}, {true, "", ""}, {true, "a\\*bc", "a*bc"},
       {false, "a\\nb\\\\c\\", "anb\\c"}, {false, string("\\\0x", 3), string("\0x", 2)}, {false, "", ""},
   };
   for (const Row& r : rows) {

@@ -3,6 +3,8 @@
 // and the fuzz driver both compare the real operations against them.
 #pragma once
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -219,6 +221,80 @@ inline bool isBase64Text(const string& bytes) {
     else if (!symbol || padded) return false;
   }
   return true;
+}
+
+// Strict UTF-8: no overlong form, no surrogate, nothing above U+10FFFF, no
+// sequence cut short.
+inline bool isUtf8(const string& s) {
+  for (size_t i = 0; i < s.size();) {
+    const auto b = static_cast<unsigned char>(s[i]);
+    const size_t n = b < 0x80 ? 0 : b >= 0xC2 && b < 0xE0 ? 1 : b >= 0xE0 && b < 0xF0 ? 2 : b >= 0xF0 && b < 0xF5 ? 3 : 9;
+    if (n == 9 || i + n >= s.size()) return false;
+    uint32_t cp = n == 0 ? b : b & (0x3F >> n);
+    for (size_t k = 1; k <= n; ++k) {
+      const auto c = static_cast<unsigned char>(s[i + k]);
+      if ((c & 0xC0) != 0x80) return false;
+      cp = cp << 6 | (c & 0x3F);
+    }
+    const uint32_t least[] = {0, 0x80, 0x800, 0x10000};
+    if (cp < least[n] || cp > 0x10FFFF || (cp >= 0xD800 && cp < 0xE000)) return false;
+    i += n + 1;
+  }
+  return true;
+}
+
+// Percent-encoding as the signing schemes canonicalize: plain bytes (letters,
+// digits, "~" and plainPunctuation) stay, a space becomes "+" when asked,
+// percent is 'c' (stays), 'e' (%25) or 'h' (stays before two hex digits);
+// a byte from 0xC0 up is encoded together with the bytes its length claims.
+inline string percentEncode(const string& in, const string& plainPunctuation, char percent, bool spaceAsPlus) {
+  static const char hex[] = "0123456789ABCDEF";
+  string out;
+  const auto escape = [&](unsigned char c) { out += {'%', hex[c >> 4], hex[c & 15]}; };
+  for (size_t i = 0; i < in.size(); ++i) {
+    const auto c = static_cast<unsigned char>(in[i]);
+    if (c >= 0xC0) {
+      const size_t unit = 1 + (c < 0xE0 ? 1 : c < 0xF0 ? 2 : c < 0xF8 ? 3 : c < 0xFC ? 4 : 5);
+      for (size_t end = std::min(in.size(), i + unit); i < end; ++i) escape(static_cast<unsigned char>(in[i]));
+      --i;
+    } else if (c == '%') {
+      const bool pair = i + 2 < in.size() && hexDigit(static_cast<unsigned char>(in[i + 1])) >= 0 &&
+                        hexDigit(static_cast<unsigned char>(in[i + 2])) >= 0;
+      if (percent == 'c' || (percent == 'h' && pair)) out += '%';
+      else escape(c);
+    } else if (c == ' ' && spaceAsPlus) {
+      out += '+';
+    } else if ((c < 128 && std::isalnum(c)) || c == '~' || (c != 0 && plainPunctuation.find(char(c)) != string::npos)) {
+      out += char(c);
+    } else {
+      escape(c);
+    }
+  }
+  return out;
+}
+
+// "{$name}" references of a template filled from values (a one-byte
+// qualifier "x." before the name dropped, unknown names removed); "{" and
+// the byte after it are text; an unterminated reference stays with the rest.
+template <typename Lookup>
+string substitute(const string& text, Lookup lookup) {
+  string out;
+  for (size_t i = 0; i < text.size();) {
+    if (text[i] != '{' || i + 1 == text.size()) {
+      out += text[i++];
+    } else if (text[i + 1] != '$') {
+      out += text.substr(i, 2);
+      i += 2;
+    } else {
+      const size_t close = text.find('}', i + 2);
+      if (close == string::npos) return out + text.substr(i);
+      string name = text.substr(i + 2, close - i - 2);
+      if (name.size() >= 2 && name[1] == '.') name.erase(0, 2);
+      out += lookup(name);
+      i = close + 1;
+    }
+  }
+  return out;
 }
 
 }  // namespace model

@@ -102,6 +102,13 @@ TEST(ScrambledLiterals, WithoutMemory) {
                  sb.containsObfuscated(obfusLiteral.c_str()) || sb.appendSaltedLiteral(saltedLiteral.c_str()));
     EXPECT_EQ(300u, sb.getSize());
   }
+  {
+    // A short literal is copied inline: the unscrambling array is the first allocation.
+    const std::string shortLiteral = hidden("short");
+    ScopedAllocatorControl control;
+    control.failNth(1);
+    EXPECT_FALSE(sb.appendObfus(shortLiteral.c_str()));
+  }
   ScopedAllocatorControl control;
   EXPECT_FALSE(sb.equals_lsc(litScrambled(std::string(255, 'a')).c_str()));
   EXPECT_EQ(0u, control.allocations()) << "255 bytes are restored on the stack";

@@ -57,6 +57,7 @@ TEST(VariableSubstitution, References) {
       {"brace without dollar", "{x}", "{x}"}, {"braces at the end", "{x{", "{x{"},
       {"the byte after a brace is text", "{{$a}", "{{$a}"}, {"qualifier dropped", "{$p.host}", "example.org"},
       {"leading dot kept", "{$.host}", "dotted"}, {"empty name", "{$}", "nameless"},
+      {"a qualifier alone leaves the empty name", "{$p.}", "nameless"}, {"a reference behind a brace pair", "{x{$a}", "{x1"},
       {"text ends at a zero byte", std::string("{$a}\0{$b}", 9), "1"},
       {"no reference, zero byte", std::string("ab\0c", 4), "ab"},
   };

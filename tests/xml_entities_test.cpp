@@ -108,6 +108,7 @@ TEST(XmlEntities, RewritesInPlace) {
       {"replace, entities included", kReplaceXml, 0, "a<b>c&d>", "a&lt;b&gt;c&amp;d&gt;", 2},
       {"replace without >", kReplaceXml, 0, "&", "&amp;", 0},
       {"replace html", kReplaceHtml, 0, "\"&amp;\"", "&quot;&amp;amp;&quot;", 2},
+      {"nothing before a zero byte: left whole", kReplaceHtml, 0, string("a\0<", 3), string("a\0<", 3), 0},
       {"numeric references kept, named and incomplete ones escaped", kEncodePre, 0,
        "a<b & c &#169; &#xA9; &#X1f; &amp; &#; &#12 &#1a; &#x",
        "a&lt;b &amp; c &#169; &#xA9; &#X1f; &amp;amp; &amp;#; &amp;#12 &amp;#1a; &amp;#x", 1},

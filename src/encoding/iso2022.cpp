@@ -50,7 +50,9 @@ void StringBuffer::iso2022Replace(StringBufferArray& parts) {
   }
   // Without memory for the result the content stays as it was; the segments
   // already listed then have no placeholders, and restoring changes nothing.
-  if (!ok) return;
+  // With no segment moved the content stays too: the scan stopped at the
+  // first zero byte, and rewriting would drop the bytes behind it.
+  if (!ok || n == 1) return;
   wipeIfSecure();
   weakClear();
   append(result);

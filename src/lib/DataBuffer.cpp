@@ -37,8 +37,10 @@ bool pointsInto(const void* p, const unsigned char* block, uint32_t size) {
 
 }  // namespace
 
+// A secure block is wiped whole: bytes past the size (left by clear or by a
+// shorter refill) may still hold what the buffer held before.
 DataBuffer::~DataBuffer() {
-  if (m_secure && m_data != nullptr) std::memset(m_data, 0, m_size);
+  if (m_secure && m_data != nullptr) std::memset(m_data, 0, m_capacity);
   ByteAllocator::release(m_data, m_capacity);
 }
 
@@ -46,7 +48,7 @@ bool DataBuffer::reallocate(uint32_t capacity) {
   unsigned char* block = ByteAllocator::allocate(capacity);
   if (block == nullptr) return false;
   if (m_size != 0) std::memcpy(block, m_data, m_size);
-  if (m_secure && m_size != 0) std::memset(m_data, 0, m_size);
+  if (m_secure && m_data != nullptr) std::memset(m_data, 0, m_capacity);
   ByteAllocator::release(m_data, m_capacity);
   m_data = block;
   m_capacity = capacity;

@@ -11,6 +11,7 @@
 #include "lib/DataBuffer.h"
 #include "lib/Digest128.h"
 #include "lib/MimeCodec.h"
+#include "protect/internal/permutation.h"
 #include "protect/internal/scratch_wipe.h"
 #include "protect/internal/small_mod.h"
 #include "protect/internal/substitution_tables.h"
@@ -132,14 +133,17 @@ void StringBuffer::scramble() {
   for (uint32_t i = 0; i < m_length; ++i) swapBytes(m_data, i, order[i]);
 }
 
-void StringBuffer::unscramble() {
-  if (m_length < 2) return;
-  OrderArray array(m_length, m_secure);
+bool sb_internal::unscrambleBytes(char* p, uint32_t n, bool secure) {
+  if (n < 2) return true;
+  OrderArray array(n, secure);
   uint32_t* order = array.order();
-  if (order == nullptr) return;
-  buildOrder(reinterpret_cast<const unsigned char*>(m_data), m_length, order);
-  for (uint32_t i = m_length; i-- != 0;) swapBytes(m_data, i, order[i]);
+  if (order == nullptr) return false;
+  buildOrder(reinterpret_cast<const unsigned char*>(p), n, order);
+  for (uint32_t i = n; i-- != 0;) swapBytes(p, i, order[i]);
+  return true;
 }
+
+void StringBuffer::unscramble() { sb_internal::unscrambleBytes(m_data, m_length, m_secure); }
 
 void StringBuffer::obfus() {
   StringBuffer encoded;

@@ -13,6 +13,7 @@
 #include "lib/MimeCodec.h"
 #include "lib/Psdk.h"
 #include "lib/TextCodec.h"
+#include "protect/internal/permutation.h"
 #include "protect/internal/scratch_wipe.h"
 #include "protect/internal/small_mod.h"
 
@@ -174,8 +175,9 @@ bool StringBuffer::append_lsc(const char* lit) {
 bool StringBuffer::appendObfus(const char* lit) {
   StringBuffer text;
   text.setSecureBuf(m_secure);
-  if (!text.append(lit)) return false;
-  text.unscramble();
+  // A literal that could not be unscrambled would decode to other bytes;
+  // appending those and reporting success would hide the failure.
+  if (!text.append(lit) || !sb_internal::unscrambleBytes(text.m_data, text.m_length, m_secure)) return false;
   DataBuffer decoded;
   const sb_internal::DataBufferWiper wiper(decoded, m_secure);
   MimeCodec::decodeBase64(text.m_data, text.m_length, decoded);
