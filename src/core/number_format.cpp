@@ -119,19 +119,34 @@ const unsigned char* reserveForOwnBytes(StringBuffer& sb, const unsigned char* d
   return reinterpret_cast<const unsigned char*>(sb.getString() + offset);
 }
 
+// The two uppercase digits of every byte, high nibble first: one two-byte
+// copy per byte instead of two lookups and two stores.
+constexpr auto kHexPairs = [] {
+  std::array<char, 512> t{};
+  for (unsigned int b = 0; b < 256; ++b) {
+    t[2 * b] = kUpperHex[b >> 4];
+    t[2 * b + 1] = kUpperHex[b & 0xF];
+  }
+  return t;
+}();
+
 // Writes the two digits of b at out.
 inline char* putHexByte(char* out, unsigned char b) {
-  out[0] = kUpperHex[b >> 4];
-  out[1] = kUpperHex[b & 0xF];
+  std::memcpy(out, &kHexPairs[2 * b], 2);
   return out + 2;
 }
 
+// What follows the digits of the byte at each position of a dump line: a
+// space after every second byte, a line feed after the sixteenth.
+constexpr char kLineSeparator[16] = {0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, '\n'};
+
 // The one loop behind the three dump layouts: writeByte(out, i, byte) writes
-// the text of byte i (at most 3 characters) at out and returns its end; the
-// dump of total characters goes to sb in chunks of Size characters, each
-// written straight into sb's storage after the room test appendN would make,
-// so growth and the text after a failed chunk are those of chunked appends.
-// A byte whose text straddles two chunks is finished in the next one.
+// the text of byte i (at most 3 characters, and it may store all 3 even when
+// it counts fewer) at out and returns its end; the dump of total characters
+// goes to sb in chunks of Size characters, each written straight into sb's
+// storage after the room test appendN would make, so growth and the text
+// after a failed chunk are those of chunked appends. A byte whose text
+// straddles two chunks is finished in the next one.
 template <unsigned int Size, typename WriteByte>
 bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
   if (data == nullptr || n == 0) return true;
@@ -145,6 +160,14 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
     if (out == nullptr) return false;
     char* const end = out + chunk;
     while (pendingPos < pendingLen && out < end) *out++ = pending[pendingPos++];
+    // Bytes that surely fit go without a room test each; the few at the
+    // chunk's end are weighed one by one.
+    for (;;) {
+      unsigned int sure = static_cast<unsigned int>(end - out) / 3;
+      if (sure > n - i) sure = n - i;
+      if (sure < 4) break;
+      for (const unsigned int stop = i + sure; i != stop; ++i) out = writeByte(out, i, data[i]);
+    }
     for (; end - out >= 3 && i < n; ++i) out = writeByte(out, i, data[i]);
     while (out < end) {
       pendingLen = static_cast<unsigned int>(writeByte(pending, i, data[i]) - pending);
@@ -219,13 +242,11 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
   // line, a line feed after the sixteenth.
   const uint64_t total = uint64_t(n) * 2 + uint64_t(n / 16) * 8 + (n % 16) / 2;
   return dumpHex<kDumpChunk>(*this, data, n, total, [](char* out, unsigned int i, unsigned char b) {
+    // The separator slot is always stored and only counted when it is one.
+    const char separator = kLineSeparator[i % 16];
     out = putHexByte(out, b);
-    const unsigned int position = i % 16 + 1;
-    if (position == 16)
-      *out++ = '\n';
-    else if (position % 2 == 0)
-      *out++ = ' ';
-    return out;
+    *out = separator;
+    return out + (separator != 0 ? 1 : 0);
   });
 }
 
