@@ -147,8 +147,11 @@ constexpr char kLineSeparator[16] = {0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, 
 // storage after the room test appendN would make, so growth and the text
 // after a failed chunk are those of chunked appends. A byte whose text
 // straddles two chunks is finished in the next one.
-template <unsigned int Size, typename WriteByte>
-bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
+// writeRun(out, i, bytes, count) writes the text of count bytes from byte i
+// on, with room for 3 characters a byte.
+template <unsigned int Size, typename WriteByte, typename WriteRun>
+bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte,
+             WriteRun writeRun) {
   if (data == nullptr || n == 0) return true;
   data = reserveForOwnBytes(sb, data, total);
   if (data == nullptr) return false;
@@ -166,7 +169,8 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
       unsigned int sure = static_cast<unsigned int>(end - out) / 3;
       if (sure > n - i) sure = n - i;
       if (sure < 4) break;
-      for (const unsigned int stop = i + sure; i != stop; ++i) out = writeByte(out, i, data[i]);
+      out = writeRun(out, i, data + i, sure);
+      i += sure;
     }
     for (; end - out >= 3 && i < n; ++i) out = writeByte(out, i, data[i]);
     while (out < end) {
@@ -178,6 +182,25 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
     left -= chunk;
   }
   return true;
+}
+
+// The layouts whose runs are written byte by byte.
+template <unsigned int Size, typename WriteByte>
+bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
+  return dumpHex<Size>(sb, data, n, total, writeByte,
+                       [writeByte](char* out, unsigned int i, const unsigned char* bytes, unsigned int count) {
+                         for (unsigned int k = 0; k < count; ++k) out = writeByte(out, i + k, bytes[k]);
+                         return out;
+                       });
+}
+
+// One byte of the line layout; the separator slot is always stored and only
+// counted when it is one.
+inline char* putDumpByte(char* out, unsigned int i, unsigned char b) {
+  const char separator = kLineSeparator[i % 16];
+  out = putHexByte(out, b);
+  *out = separator;
+  return out + (separator != 0 ? 1 : 0);
 }
 
 // Copies pattern, puts text in place of the first slot ("%s" or "%d") and
@@ -241,13 +264,19 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
   // Lines of 16 bytes in groups of two: a space after every second byte of a
   // line, a line feed after the sixteenth.
   const uint64_t total = uint64_t(n) * 2 + uint64_t(n / 16) * 8 + (n % 16) / 2;
-  return dumpHex<kDumpChunk>(*this, data, n, total, [](char* out, unsigned int i, unsigned char b) {
-    // The separator slot is always stored and only counted when it is one.
-    const char separator = kLineSeparator[i % 16];
-    out = putHexByte(out, b);
-    *out = separator;
-    return out + (separator != 0 ? 1 : 0);
-  });
+  // A run goes a group of two bytes at a time: four digits and the group's
+  // separator, a line feed after the last group of a line.
+  return dumpHex<kDumpChunk>(*this, data, n, total, putDumpByte,
+                             [](char* out, unsigned int i, const unsigned char* bytes, unsigned int count) {
+                               unsigned int k = 0;
+                               if (i % 2 != 0) out = putDumpByte(out, i, bytes[k++]);
+                               for (; count - k >= 2; k += 2) {
+                                 out = putHexByte(putHexByte(out, bytes[k]), bytes[k + 1]);
+                                 *out++ = (i + k) % 16 == 14 ? '\n' : ' ';
+                               }
+                               if (k != count) out = putDumpByte(out, i + k, bytes[k]);
+                               return out;
+                             });
 }
 
 bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int n, bool spaceBefore) {
