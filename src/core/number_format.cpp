@@ -1,6 +1,7 @@
 // Text forms of numbers and binary data: digits are produced into small stack
 // areas, then appended in one piece or, for the hex dumps, chunk by chunk.
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 
@@ -141,15 +142,16 @@ inline char* putHexByte(char* out, unsigned char b) {
 constexpr char kLineSeparator[16] = {0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, '\n'};
 
 // The one loop behind the three dump layouts: writeByte(out, i, byte) writes
-// the text of byte i (at most 3 characters, and it may store all 3 even when
-// it counts fewer) at out and returns its end; the dump of total characters
+// the text of byte i (at most Wide characters, and it may store all Wide even
+// when it counts fewer) at out and returns its end; the dump of total characters
 // goes to sb in chunks of Size characters, each written straight into sb's
 // storage after the room test appendN would make, so growth and the text
 // after a failed chunk are those of chunked appends. A byte whose text
 // straddles two chunks is finished in the next one.
 // writeRun(out, i, bytes, count) writes the text of count bytes from byte i
-// on, with room for 3 characters a byte.
-template <unsigned int Size, typename WriteByte, typename WriteRun>
+// on, with room for Wide characters a byte; Wide is the most any byte of the
+// layout stores.
+template <unsigned int Size, unsigned int Wide, typename WriteByte, typename WriteRun>
 bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte,
              WriteRun writeRun) {
   if (data == nullptr || n == 0) return true;
@@ -166,13 +168,13 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
     // Bytes that surely fit go without a room test each; the few at the
     // chunk's end are weighed one by one.
     for (;;) {
-      unsigned int sure = static_cast<unsigned int>(end - out) / 3;
+      unsigned int sure = static_cast<unsigned int>(end - out) / Wide;
       if (sure > n - i) sure = n - i;
       if (sure < 4) break;
       out = writeRun(out, i, data + i, sure);
       i += sure;
     }
-    for (; end - out >= 3 && i < n; ++i) out = writeByte(out, i, data[i]);
+    for (; end - out >= static_cast<std::ptrdiff_t>(Wide) && i < n; ++i) out = writeByte(out, i, data[i]);
     while (out < end) {
       pendingLen = static_cast<unsigned int>(writeByte(pending, i, data[i]) - pending);
       ++i;
@@ -185,9 +187,9 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
 }
 
 // The layouts whose runs are written byte by byte.
-template <unsigned int Size, typename WriteByte>
+template <unsigned int Size, unsigned int Wide, typename WriteByte>
 bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
-  return dumpHex<Size>(sb, data, n, total, writeByte,
+  return dumpHex<Size, Wide>(sb, data, n, total, writeByte,
                        [writeByte](char* out, unsigned int i, const unsigned char* bytes, unsigned int count) {
                          for (unsigned int k = 0; k < count; ++k) out = writeByte(out, i + k, bytes[k]);
                          return out;
@@ -266,7 +268,7 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
   const uint64_t total = uint64_t(n) * 2 + uint64_t(n / 16) * 8 + (n % 16) / 2;
   // A run goes a group of two bytes at a time: four digits and the group's
   // separator, a line feed after the last group of a line.
-  return dumpHex<kDumpChunk>(*this, data, n, total, putDumpByte,
+  return dumpHex<kDumpChunk, 3>(*this, data, n, total, putDumpByte,
                              [](char* out, unsigned int i, const unsigned char* bytes, unsigned int count) {
                                unsigned int k = 0;
                                if (i % 2 != 0) out = putDumpByte(out, i, bytes[k++]);
@@ -282,17 +284,17 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
 bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int n, bool spaceBefore) {
   const uint64_t total = uint64_t(n) * (spaceBefore ? 3 : 2);
   if (spaceBefore) {
-    return dumpHex<kLineChunk>(*this, data, n, total, [](char* out, unsigned int, unsigned char b) {
+    return dumpHex<kLineChunk, 3>(*this, data, n, total, [](char* out, unsigned int, unsigned char b) {
       *out = ' ';
       return putHexByte(out + 1, b);
     });
   }
-  return dumpHex<kLineChunk>(*this, data, n, total,
-                             [](char* out, unsigned int, unsigned char b) { return putHexByte(out, b); });
+  return dumpHex<kLineChunk, 2>(*this, data, n, total,
+                                [](char* out, unsigned int, unsigned char b) { return putHexByte(out, b); });
 }
 
 void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int n) {
-  dumpHex<kLineChunk>(*this, data, n, uint64_t(n) * 3, [](char* out, unsigned int, unsigned char b) {
+  dumpHex<kLineChunk, 3>(*this, data, n, uint64_t(n) * 3, [](char* out, unsigned int, unsigned char b) {
     out = putHexByte(out, b);
     *out = ' ';
     return out + 1;
