@@ -1,6 +1,7 @@
 // Text forms of numbers and binary data: digits are produced into small stack
 // areas, then appended in one piece or, for the hex dumps, chunk by chunk.
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 
@@ -119,21 +120,40 @@ const unsigned char* reserveForOwnBytes(StringBuffer& sb, const unsigned char* d
   return reinterpret_cast<const unsigned char*>(sb.getString() + offset);
 }
 
+// The two uppercase digits of every byte, high nibble first: one two-byte
+// copy per byte instead of two lookups and two stores.
+constexpr auto kHexPairs = [] {
+  std::array<char, 512> t{};
+  for (unsigned int b = 0; b < 256; ++b) {
+    t[2 * b] = kUpperHex[b >> 4];
+    t[2 * b + 1] = kUpperHex[b & 0xF];
+  }
+  return t;
+}();
+
 // Writes the two digits of b at out.
 inline char* putHexByte(char* out, unsigned char b) {
-  out[0] = kUpperHex[b >> 4];
-  out[1] = kUpperHex[b & 0xF];
+  std::memcpy(out, &kHexPairs[2 * b], 2);
   return out + 2;
 }
 
+// What follows the digits of the byte at each position of a dump line: a
+// space after every second byte, a line feed after the sixteenth.
+constexpr char kLineSeparator[16] = {0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, ' ', 0, '\n'};
+
 // The one loop behind the three dump layouts: writeByte(out, i, byte) writes
-// the text of byte i (at most 3 characters) at out and returns its end; the
-// dump of total characters goes to sb in chunks of Size characters, each
-// written straight into sb's storage after the room test appendN would make,
-// so growth and the text after a failed chunk are those of chunked appends.
-// A byte whose text straddles two chunks is finished in the next one.
-template <unsigned int Size, typename WriteByte>
-bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
+// the text of byte i (at most Wide characters, and it may store all Wide even
+// when it counts fewer) at out and returns its end; the dump of total characters
+// goes to sb in chunks of Size characters, each written straight into sb's
+// storage after the room test appendN would make, so growth and the text
+// after a failed chunk are those of chunked appends. A byte whose text
+// straddles two chunks is finished in the next one.
+// writeRun(out, i, bytes, count) writes the text of count bytes from byte i
+// on, with room for Wide characters a byte; Wide is the most any byte of the
+// layout stores.
+template <unsigned int Size, unsigned int Wide, typename WriteByte, typename WriteRun>
+bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte,
+             WriteRun writeRun) {
   if (data == nullptr || n == 0) return true;
   data = reserveForOwnBytes(sb, data, total);
   if (data == nullptr) return false;
@@ -145,7 +165,16 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
     if (out == nullptr) return false;
     char* const end = out + chunk;
     while (pendingPos < pendingLen && out < end) *out++ = pending[pendingPos++];
-    for (; end - out >= 3 && i < n; ++i) out = writeByte(out, i, data[i]);
+    // Bytes that surely fit go without a room test each; the few at the
+    // chunk's end are weighed one by one.
+    for (;;) {
+      unsigned int sure = static_cast<unsigned int>(end - out) / Wide;
+      if (sure > n - i) sure = n - i;
+      if (sure < 4) break;
+      out = writeRun(out, i, data + i, sure);
+      i += sure;
+    }
+    for (; end - out >= static_cast<std::ptrdiff_t>(Wide) && i < n; ++i) out = writeByte(out, i, data[i]);
     while (out < end) {
       pendingLen = static_cast<unsigned int>(writeByte(pending, i, data[i]) - pending);
       ++i;
@@ -155,6 +184,25 @@ bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64
     left -= chunk;
   }
   return true;
+}
+
+// The layouts whose runs are written byte by byte.
+template <unsigned int Size, unsigned int Wide, typename WriteByte>
+bool dumpHex(StringBuffer& sb, const unsigned char* data, unsigned int n, uint64_t total, WriteByte writeByte) {
+  return dumpHex<Size, Wide>(sb, data, n, total, writeByte,
+                       [writeByte](char* out, unsigned int i, const unsigned char* bytes, unsigned int count) {
+                         for (unsigned int k = 0; k < count; ++k) out = writeByte(out, i + k, bytes[k]);
+                         return out;
+                       });
+}
+
+// One byte of the line layout; the separator slot is always stored and only
+// counted when it is one.
+inline char* putDumpByte(char* out, unsigned int i, unsigned char b) {
+  const char separator = kLineSeparator[i % 16];
+  out = putHexByte(out, b);
+  *out = separator;
+  return out + (separator != 0 ? 1 : 0);
 }
 
 // Copies pattern, puts text in place of the first slot ("%s" or "%d") and
@@ -218,31 +266,35 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int n) {
   // Lines of 16 bytes in groups of two: a space after every second byte of a
   // line, a line feed after the sixteenth.
   const uint64_t total = uint64_t(n) * 2 + uint64_t(n / 16) * 8 + (n % 16) / 2;
-  return dumpHex<kDumpChunk>(*this, data, n, total, [](char* out, unsigned int i, unsigned char b) {
-    out = putHexByte(out, b);
-    const unsigned int position = i % 16 + 1;
-    if (position == 16)
-      *out++ = '\n';
-    else if (position % 2 == 0)
-      *out++ = ' ';
-    return out;
-  });
+  // A run goes a group of two bytes at a time: four digits and the group's
+  // separator, a line feed after the last group of a line.
+  return dumpHex<kDumpChunk, 3>(*this, data, n, total, putDumpByte,
+                             [](char* out, unsigned int i, const unsigned char* bytes, unsigned int count) {
+                               unsigned int k = 0;
+                               if (i % 2 != 0) out = putDumpByte(out, i, bytes[k++]);
+                               for (; count - k >= 2; k += 2) {
+                                 out = putHexByte(putHexByte(out, bytes[k]), bytes[k + 1]);
+                                 *out++ = (i + k) % 16 == 14 ? '\n' : ' ';
+                               }
+                               if (k != count) out = putDumpByte(out, i + k, bytes[k]);
+                               return out;
+                             });
 }
 
 bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int n, bool spaceBefore) {
   const uint64_t total = uint64_t(n) * (spaceBefore ? 3 : 2);
   if (spaceBefore) {
-    return dumpHex<kLineChunk>(*this, data, n, total, [](char* out, unsigned int, unsigned char b) {
+    return dumpHex<kLineChunk, 3>(*this, data, n, total, [](char* out, unsigned int, unsigned char b) {
       *out = ' ';
       return putHexByte(out + 1, b);
     });
   }
-  return dumpHex<kLineChunk>(*this, data, n, total,
-                             [](char* out, unsigned int, unsigned char b) { return putHexByte(out, b); });
+  return dumpHex<kLineChunk, 2>(*this, data, n, total,
+                                [](char* out, unsigned int, unsigned char b) { return putHexByte(out, b); });
 }
 
 void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int n) {
-  dumpHex<kLineChunk>(*this, data, n, uint64_t(n) * 3, [](char* out, unsigned int, unsigned char b) {
+  dumpHex<kLineChunk, 3>(*this, data, n, uint64_t(n) * 3, [](char* out, unsigned int, unsigned char b) {
     out = putHexByte(out, b);
     *out = ' ';
     return out + 1;
