@@ -70,6 +70,7 @@ TEST(LogRedaction, RedactAllHeaderValues) {
       {"clean text", kHead, kHead},
       {"empty text", "", ""},
       {"empty value", "Cookie:\r\n", "Cookie: ****\r\n"},
+      {"a value as long as the mask", "Cookie: abcd\r\n", "Cookie: ****\r\n"},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
