@@ -30,6 +30,7 @@ TEST(CodePages, ConvertEncoding) {
       {"OEM e acute to 1252", "a\x82", 437, 1252, "a\xE9", true, true},
       {"7-bit OEM to 1251 converts", "abc", 437, 1251, "abc", true, true},
       {"1252 to UTF-8", "caf\xE9 \x80", 1252, 65001, "caf\xC3\xA9 \xE2\x82\xAC", true, true},
+      {"OEM high byte inside the first eight", "abcdef\x82gh", 437, 65001, "abcdef\xC3\xA9gh", true, true},
       // appendN drops trailing zero bytes, so UTF-16 text loses its last one.
       {"UTF-8 to UTF-16", "A\xC3\xA9", 65001, 1200, string("A\0\xE9", 3), true, true},
       {"loss gives false, keeps the rest", "a\xE2\x82\xAC", 65001, 28591, "a?", false, true},

@@ -67,6 +67,7 @@ TEST(LogRedaction, RedactAllHeaderValues) {
        "Authorization: Bearer ****\r\nProxy-Authorization: ****\r\n"},
       {"set-cookie holds the cookie name", "set-cookie: id=1; HttpOnly\r\n", "set-cookie: ****\r\n"},
       {"clean text", kHead, kHead}, {"empty text", "", ""}, {"empty value", "Cookie:\r\n", "Cookie: ****\r\n"},
+      {"a value as long as the mask", "Cookie: abcd\r\n", "Cookie: ****\r\n"},
   };
   checkRows(rows, true);
 }

@@ -111,6 +111,7 @@ const Row kRows[] = {
     ROW_ON(kMarkup, "convertEncoding2", sb->convertEncoding2(1252, 65001, l.out, gLog)),
     ROW_ON(kMarkup, "cvUtf8ToAnsi", sb->cvUtf8ToAnsi()),
     ROW_ON(kMarkup, "convertToOem", sb->convertToOem(65001)),
+    ROW_ON(kMarkup, "convertFromOem", sb->convertFromOem(65001)),
     ROW_ON(kEncodedWords, "qbDecode", sb->qbDecode(gLog)),
     ROW_ON(kMarkup, "iso2022Replace and Restore", {
       sb->iso2022Replace(l.list);
