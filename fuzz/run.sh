@@ -16,8 +16,10 @@ if ! command -v clang++ >/dev/null; then
 fi
 if ! echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' |
      clang++ -x c++ -fsanitize=fuzzer - -o /dev/null 2>/dev/null; then
-  if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-    apt-get install -y libclang-rt-14-dev >/dev/null
+  if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null &&
+     { apt-get install -y -qq libclang-rt-14-dev || { apt-get update -qq && apt-get install -y -qq libclang-rt-14-dev; }; } \
+       >/dev/null 2>&1; then
+    echo "fuzz: installed the libFuzzer runtime (libclang-rt-14-dev)"
   else
     echo "fuzz: skipped, the libFuzzer runtime is missing (Debian: apt-get install libclang-rt-14-dev)"; exit 0
   fi
