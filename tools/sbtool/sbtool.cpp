@@ -379,7 +379,7 @@ const Operation kOperations[] = {
     {"decode-words", "decode MIME encoded words (=?utf-8?B?...?=) to UTF-8", "", "", "", runDecodeWords},
     {"field-get", "print field N of every record (one record a line)", kFieldUsage, "index delim",
      "quotes escapes", runField},
-    {"field-set", "replace field N of every record with --value", "--value TEXT  ", "index delim value",
+    {"field-set", "replace field N of every record with --value", "--value TEXT", "index delim value",
      "quotes escapes", runField},
     {"field-count", "print the number of fields of every record", kFieldUsage, "delim", "quotes escapes",
      runField},
