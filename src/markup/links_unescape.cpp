@@ -28,6 +28,43 @@ constexpr ByteTable kAddressEnd = byteSet("\t\n\r ()<>[]{}", true);
 // ASCII punctuation: what a Markdown backslash may escape.
 constexpr ByteTable kPunctuation = byteSet("!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~", false);
 
+// Every byte: what a plain backslash escape may carry.
+constexpr ByteTable kAnyByte = [] {
+  ByteTable t{};
+  for (bool& b : t) b = true;
+  return t;
+}();
+
+constexpr bool kKeepFinalBackslash = true;
+constexpr bool kDropFinalBackslash = false;
+
+// Compacts the n bytes at begin in place, dropping each backslash that stands
+// before a byte of `escapable` and keeping that byte whatever it is (so it is
+// not itself taken as an escape). A backslash before any other byte stays,
+// and the next byte is looked at afresh; a final backslash stays only when
+// asked. Terminates the result and returns its length.
+uint32_t dropEscapes(char* begin, uint32_t n, const ByteTable& escapable, bool keepFinalBackslash) {
+  const char* const end = begin + n;
+  char* w = begin;
+  const char* p = begin;
+  while (const void* hit = std::memchr(p, '\\', static_cast<size_t>(end - p))) {
+    const char* slash = static_cast<const char*>(hit);
+    std::memmove(w, p, static_cast<size_t>(slash - p));
+    w += slash - p;
+    if (slash + 1 < end && escapable[static_cast<Byte>(slash[1])]) {
+      *w++ = slash[1];
+      p = slash + 2;
+    } else {
+      if (slash + 1 < end || keepFinalBackslash) *w++ = '\\';
+      p = slash + 1;
+    }
+  }
+  std::memmove(w, p, static_cast<size_t>(end - p));
+  w += end - p;
+  *w = 0;
+  return static_cast<uint32_t>(w - begin);
+}
+
 // Bytes of the text view: up to the first zero byte.
 uint32_t textLength(const char* p, uint32_t n) {
   const void* zero = std::memchr(p, 0, n);
@@ -165,48 +202,11 @@ void StringBuffer::removeCrlEntries(LogBase&) {
 }
 
 unsigned int StringBuffer::markdown_unescape() {
-  char* const begin = m_data;
-  char* const end = m_data + m_length;
-  char* w = begin;
-  const char* p = begin;
-  while (const void* hit = std::memchr(p, '\\', static_cast<size_t>(end - p))) {
-    const char* slash = static_cast<const char*>(hit);
-    std::memmove(w, p, static_cast<size_t>(slash - p));
-    w += slash - p;
-    // Only punctuation can be escaped; before anything else (or at the end)
-    // the backslash is a literal one and the next byte is looked at afresh.
-    if (slash + 1 < end && kPunctuation[static_cast<Byte>(slash[1])]) {
-      *w++ = slash[1];
-      p = slash + 2;
-    } else {
-      *w++ = '\\';
-      p = slash + 1;
-    }
-  }
-  std::memmove(w, p, static_cast<size_t>(end - p));
-  w += end - p;
-  *w = 0;
-  m_length = static_cast<unsigned int>(w - begin);
+  m_length = dropEscapes(m_data, m_length, kPunctuation, kKeepFinalBackslash);
   return m_length;
 }
 
 unsigned int StringBuffer::unescape() {
-  char* const begin = m_data;
-  char* const end = m_data + m_length;
-  char* w = begin;
-  const char* p = begin;
-  while (const void* hit = std::memchr(p, '\\', static_cast<size_t>(end - p))) {
-    const char* slash = static_cast<const char*>(hit);
-    std::memmove(w, p, static_cast<size_t>(slash - p));
-    w += slash - p;
-    // The escaped byte is kept whatever it is, a backslash included, and is
-    // not itself taken as an escape; a final backslash is dropped.
-    if (slash + 1 < end) *w++ = slash[1];
-    p = slash + (slash + 1 < end ? 2 : 1);
-  }
-  std::memmove(w, p, static_cast<size_t>(end - p));
-  w += end - p;
-  *w = 0;
-  m_length = static_cast<unsigned int>(w - begin);
+  m_length = dropEscapes(m_data, m_length, kAnyByte, kDropFinalBackslash);
   return m_length;
 }
