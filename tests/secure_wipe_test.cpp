@@ -123,6 +123,7 @@ const Row kRows[] = {
       sb->variableSubstitute(map, 22);
     }),
     ROW_ON(kMarkup, "envReplace", sb->envReplace()),
+    ROW_ON(kMarkup, "replaceCharUtf8", sb->replaceCharUtf8('s', 'z')),
     ROW_ON(kMarkup, "toCRLF", sb->toCRLF()),
     ROW_ON(kMarkup, "indent", sb->indent(' ', 2)),
     ROW_ON(kMarkupPlain, "redactHeaderValues", StringBuffer::redactHeaderValues(*sb, gLog)),

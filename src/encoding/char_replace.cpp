@@ -94,6 +94,7 @@ void StringBuffer::replaceCharUtf8(char from, char to) {
     return;
   }
   XString text;
+  text.setSecure(m_secure);
   text.appendUtf8N(m_data, m_length);
   text.replaceChar(from, to);
   setString(text.getUtf8());

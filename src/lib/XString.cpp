@@ -38,6 +38,7 @@ const char* findChar(const char* p, const char* end, const char* pat, unsigned p
 bool XString::setFromUtf8(const char* s) {
   // Built aside first, so that a failure leaves the text as it was.
   StringBuffer text;
+  text.setSecureBuf(m_secure);
   if (!text.append(s)) return false;
   m_utf8.takeSb(text);
   return true;
@@ -66,6 +67,7 @@ bool XString::replaceChar(char from, char to) {
   const char* hit = findChar(p, end, pat, patLen);
   if (hit == nullptr) return true;
   StringBuffer out;
+  out.setSecureBuf(m_secure);
   if (!out.expectNumBytes(m_utf8.getSize())) return false;
   for (; hit != nullptr; hit = findChar(p, end, pat, patLen)) {
     if (!out.appendN(p, static_cast<unsigned int>(hit - p)) || !out.appendN(rep, repLen)) return false;

@@ -25,6 +25,12 @@ class XString {
   unsigned int getSizeUtf8() const { return m_utf8.getSize(); }
   bool isEmpty() const { return m_utf8.getSize() == 0; }
   void clear() { m_utf8.clear(); }
+  // Wipes the text, and every copy an edit makes of it, before that storage
+  // is released: for a string that holds a secure buffer's content.
+  void setSecure(bool secure) {
+    m_secure = secure;
+    m_utf8.setSecureBuf(secure);
+  }
 
   // Replaces every occurrence of the character `from` by `to`, character by
   // character: a byte below 0x80 is that ASCII character; a byte 0x80-0xFF
@@ -37,4 +43,5 @@ class XString {
 
  private:
   StringBuffer m_utf8;
+  bool m_secure = false;
 };
