@@ -167,12 +167,18 @@ class RecordScanner {
   bool inQuotes() const { return m_inQuotes; }
 
  private:
+  // Eight entries a step: a table is mostly false.
   static int soleMember(const ByteTable& t) {
     int member = -1;
-    for (int b = 0; b < 256; ++b) {
-      if (!t[b]) continue;
-      if (member >= 0) return -1;
-      member = b;
+    for (int b = 0; b < 256; b += 8) {
+      uint64_t word;
+      std::memcpy(&word, t.data() + b, 8);
+      if (word == 0) continue;
+      for (int k = b; k < b + 8; ++k) {
+        if (!t[k]) continue;
+        if (member >= 0) return -1;
+        member = k;
+      }
     }
     return member < 0 ? -2 : member;
   }
