@@ -177,39 +177,35 @@ alignas(64) constexpr uint8_t kUnfinished[64] = {
     0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
     0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xF0 - 1, 0xE0 - 1, 0xC0 - 1};
 
-// Both validators take two vectors a step, test for errors once a kilobyte
-// (a long invalid text still stops early) and finish with a zero-padded
-// copy of the last bytes: zeros are ASCII, so a character cut off by the
-// end shows as one too short, and nothing is read past the end.
+// Both validators take two vectors a step and test for errors once a
+// kilobyte (a long invalid text still stops early). The last bytes, fewer
+// than a step, go to avx2::tail, which reads nothing outside the text:
+// zero-padding them into a local copy would cost a store-forwarding stall
+// on every short call.
 #define TV_VALIDATE_BODY(V, kStep, zero)                                                                             \
-  V before = zero, pending = zero, error = zero;                                                                     \
-  while (end - p >= (kStep)) {                                                                                       \
-    const std::ptrdiff_t steps = (end - p) / (kStep) < 16 ? (end - p) / (kStep) : 16;                                \
-    const unsigned char* const stop = p + steps * (kStep);                                                           \
-    do {                                                                                                             \
-      const V a = load(p);                                                                                           \
-      const V b = load(p + (kStep) / 2);                                                                             \
-      if (isAscii(orOf(a, b))) {                                                                                     \
-        error = orOf(error, pending);                                                                                \
-        pending = zero;                                                                                              \
-      } else {                                                                                                       \
-        error = orOf(error, orOf(errors(t, a, before), errors(t, b, a)));                                            \
-        pending = unfinished(b, most);                                                                               \
-      }                                                                                                              \
-      before = b;                                                                                                    \
-      p += (kStep);                                                                                                  \
-    } while (p != stop);                                                                                             \
-    if (anySet(error)) return false;                                                                                 \
-  }                                                                                                                  \
-  if (p < end) {                                                                                                     \
-    alignas(64) unsigned char tail[kStep] = {};                                                                      \
-    std::memcpy(tail, p, static_cast<size_t>(end - p));                                                              \
-    const V a = loadAligned(tail);                                                                                   \
-    const V b = loadAligned(tail + (kStep) / 2);                                                                     \
-    error = orOf(error, orOf(errors(t, a, before), errors(t, b, a)));                                                \
-    pending = zero;                                                                                                  \
-  }                                                                                                                  \
-  return !anySet(orOf(error, pending));
+  V before = zero, pending = zero, error = zero;                                                                    \
+  while (end - p >= (kStep)) {                                                                                      \
+    const std::ptrdiff_t steps = (end - p) / (kStep) < 16 ? (end - p) / (kStep) : 16;                               \
+    const unsigned char* const stop = p + steps * (kStep);                                                          \
+    do {                                                                                                            \
+      const V a = load(p);                                                                                          \
+      const V b = load(p + (kStep) / 2);                                                                            \
+      if (isAscii(orOf(a, b))) {                                                                                    \
+        error = orOf(error, pending);                                                                               \
+        pending = zero;                                                                                             \
+      } else {                                                                                                      \
+        error = orOf(error, orOf(errors(t, a, before), errors(t, b, a)));                                           \
+        pending = unfinished(b, most);                                                                              \
+      }                                                                                                             \
+      before = b;                                                                                                   \
+      p += (kStep);                                                                                                 \
+    } while (p != stop);                                                                                            \
+    if (anySet(error)) return false;                                                                                \
+  }                                                                                                                 \
+  /* The tail reads the bytes before it again, so a character cut at p is */                                       \
+  /* judged there; with no tail, a cut character is an error. */                                                   \
+  if (p == end) return !anySet(pending);                                                                            \
+  return avx2::tail(start, p, end, flags);
 
 namespace avx2 {
 #define TV_AVX2 __attribute__((target("avx2")))
@@ -230,9 +226,6 @@ struct Tables {
 };
 
 TV_AVX2 inline __m256i load(const unsigned char* q) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(q)); }
-TV_AVX2 inline __m256i loadAligned(const unsigned char* q) {
-  return _mm256_load_si256(reinterpret_cast<const __m256i*>(q));
-}
 TV_AVX2 inline __m256i orOf(__m256i x, __m256i y) { return _mm256_or_si256(x, y); }
 TV_AVX2 inline bool isAscii(__m256i v) { return _mm256_movemask_epi8(v) == 0; }
 TV_AVX2 inline bool anySet(__m256i v) { return _mm256_testz_si256(v, v) == 0; }
@@ -252,7 +245,37 @@ TV_AVX2 inline __m256i errors(const Tables& t, __m256i in, __m256i before) {
   return _mm256_xor_si256(_mm256_and_si256(_mm256_or_si256(third, fourth), _mm256_set1_epi8(char(0x80))), pairs);
 }
 
+// The three bytes before q (zeros before the text's start) as the end of a
+// vector: all that errors() reads of the block before.
+TV_AVX2 inline __m256i bytesBefore(const unsigned char* start, const unsigned char* q) {
+  const std::ptrdiff_t avail = q - start;
+  uint32_t w = 0;
+  for (std::ptrdiff_t k = 1; k <= 3 && k <= avail; ++k) w |= uint32_t(q[-k]) << (32 - 8 * k);
+  return _mm256_insert_epi32(_mm256_setzero_si256(), static_cast<int>(w), 7);
+}
+
+// Checks [p, end), fewer than 128 bytes in a text [start, end) of at least
+// 32, whose bytes before p are known good: 32-byte blocks, the last one
+// ending at end and overlapping the one before (a byte judged twice is
+// judged the same).
+TV_AVX2 bool tail(const unsigned char* start, const unsigned char* p, const unsigned char* const end,
+                  unsigned int flags) {
+  const Tables t = {table(kByte1High[(flags & _tvUtf::kAcceptSurrogates) != 0]), table(kByte1Low), table(kByte2High)};
+  __m256i error = _mm256_setzero_si256();
+  __m256i before = bytesBefore(start, p);
+  for (; end - p > 32; p += 32) {
+    const __m256i a = load(p);
+    error = orOf(error, errors(t, a, before));
+    before = a;
+  }
+  const __m256i last = load(end - 32);
+  error = orOf(error, errors(t, last, bytesBefore(start, end - 32)));
+  error = orOf(error, unfinished(last, _mm256_load_si256(reinterpret_cast<const __m256i*>(kUnfinished + 32))));
+  return !anySet(error);
+}
+
 TV_AVX2 bool validate(const unsigned char* p, const unsigned char* const end, unsigned int flags) {
+  const unsigned char* const start = p;
   const Tables t = {table(kByte1High[(flags & _tvUtf::kAcceptSurrogates) != 0]), table(kByte1Low), table(kByte2High)};
   const __m256i most = _mm256_load_si256(reinterpret_cast<const __m256i*>(kUnfinished + 32));
   TV_VALIDATE_BODY(__m256i, 64, _mm256_setzero_si256())
@@ -279,7 +302,6 @@ struct Tables {
 };
 
 TV_AVX512 inline __m512i load(const unsigned char* q) { return _mm512_loadu_si512(q); }
-TV_AVX512 inline __m512i loadAligned(const unsigned char* q) { return _mm512_load_si512(q); }
 TV_AVX512 inline __m512i orOf(__m512i x, __m512i y) { return _mm512_or_si512(x, y); }
 TV_AVX512 inline bool isAscii(__m512i v) { return _mm512_movepi8_mask(v) == 0; }
 TV_AVX512 inline bool anySet(__m512i v) { return _mm512_test_epi64_mask(v, v) != 0; }
@@ -298,6 +320,7 @@ TV_AVX512 inline __m512i errors(const Tables& t, __m512i in, __m512i before) {
 }
 
 TV_AVX512 bool validate(const unsigned char* p, const unsigned char* const end, unsigned int flags) {
+  const unsigned char* const start = p;
   const Tables t = {table(kByte1High[(flags & _tvUtf::kAcceptSurrogates) != 0]), table(kByte1Low), table(kByte2High)};
   const __m512i most = _mm512_load_si512(kUnfinished);
   TV_VALIDATE_BODY(__m512i, 128, _mm512_setzero_si512())
