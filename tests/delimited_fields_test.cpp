@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "test_support.h"
 
@@ -115,6 +116,28 @@ TEST(DelimitedFields, SetNthDelimitedTail) {
   EXPECT_TRUE(secure.setNthDelimited(0, ',', false, false, StringBuffer("b")));
   EXPECT_EQ(1u, watcher.releases());
   EXPECT_FALSE(watcher.sawContent());
+}
+
+// Short tails move in place: every field of a record set to shorter, equal
+// and longer values matches a plain rebuild, and the bytes given up at the
+// end of the storage are left zero.
+TEST(DelimitedFields, SetNthDelimitedMatchesRebuild) {
+  const string record = "alpha,bb,gamma";
+  const std::vector<string> fields = {"alpha", "bb", "gamma"};
+  for (bool quotes : {false, true})
+    for (unsigned int at = 0; at < 3; ++at)
+      for (const string value : {"", "x", "bb", "12345", "a much longer value"}) {
+        std::vector<string> f = fields;
+        f[at] = value;
+        const string want = f[0] + "," + f[1] + "," + f[2];
+        StringBuffer sb = bufferOf(record);
+        ASSERT_TRUE(sb.setNthDelimited(at, ',', quotes, false, StringBuffer(value.c_str())));
+        EXPECT_EQ(want, bytesOf(sb)) << at << " " << value;
+        for (size_t i = want.size(); i <= record.size(); ++i) EXPECT_EQ(0, sb.getString()[i]) << i;
+      }
+  StringBuffer zero = bufferOf(string("a,b\0c,d", 7));
+  ASSERT_TRUE(zero.setNthDelimited(0, ',', false, false, StringBuffer("xyz")));
+  EXPECT_EQ(string("xyz,b\0c,d", 9), bytesOf(zero));
 }
 
 TEST(DelimitedFields, ChangeDelimiter) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -33,6 +34,26 @@ TEST(NumericParse, IntegerConversions) {
                                {"+-1", 0.0}, {"1e400", inf}, {"-1e400", -inf}, {"1e-400", 0.0},
                                {"0.00000000000000000001e-310", 0.0}, {"12345678901234567890e300", inf}};
   for (const DoubleRow& r : doubles) EXPECT_EQ(r.expected, StringBuffer(r.text).doubleValue()) << r.text;
+}
+
+// The 32-bit conversions stop after ten significant digits; the 64-bit one
+// reads on. Around the limits, with leading zeros, signs and trailing bytes,
+// both must clamp alike.
+TEST(NumericParse, IntegerConversionsAgreeAcrossWidths) {
+  const std::string prefixes[] = {"", " \t", "+", "-", "000", "-0000000000000"};
+  const std::string bodies[] = {"0", "7", "2147483647", "2147483648", "4294967295", "4294967296", "9999999999",
+                                "10000000000", "123456789012345678901"};
+  const std::string suffixes[] = {"", "x", std::string("\0" "9", 2), "5"};
+  for (const std::string& pre : prefixes)
+    for (const std::string& body : bodies)
+      for (const std::string& post : suffixes) {
+        const StringBuffer sb = bufferOf(pre + body + post);
+        const int64_t wide = sb.int64Value();
+        const int64_t asInt = std::clamp<int64_t>(wide, INT32_MIN, INT32_MAX);
+        const int64_t asUint = std::clamp<int64_t>(wide, 0, UINT32_MAX);
+        EXPECT_EQ(std::make_pair(asInt, asUint), std::make_pair(int64_t(sb.intValue()), int64_t(sb.uintValue())))
+            << pre + body + post;
+      }
 }
 
 TEST(NumericParse, DetermineIntTypeAtTenDigits) {

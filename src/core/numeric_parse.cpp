@@ -106,6 +106,26 @@ T decimalValue(const char* p, unsigned int n) {
   return n == 0 ? T(0) : clampTo<T>(scanDecimal(p, p + n));
 }
 
+// The 32-bit conversions read up to the terminating zero, which the content
+// always has, and never look at the length: in an array of buffers that is
+// one cache line fewer per value. Ten significant digits cannot overflow 64
+// bits, and an eleventh puts the value beyond both types' range, where it clamps, so the
+// scan stops there.
+template <typename T>
+T smallDecimalValue(const char* p) {
+  if (p == nullptr) return T(0);
+  while (kLeadingSpace[byteAt(p)]) ++p;
+  Decimal d;
+  if (*p == '+' || *p == '-') d.negative = *p++ == '-';
+  while (*p == '0') ++p;  // leading zeros count for nothing, not towards the ten
+  uint64_t m = 0;
+  int k = 0;
+  for (unsigned int digit; k < 10 && (digit = static_cast<unsigned int>(byteAt(p + k) - '0')) < 10; ++k)
+    m = m * 10 + digit;
+  d.magnitude = k == 10 && static_cast<unsigned int>(byteAt(p + k) - '0') < 10 ? ~uint64_t(0) : m;
+  return clampTo<T>(d);
+}
+
 // The exponent after "e" or "E" in [p, end), held within a range that keeps
 // the arithmetic below safe; only its sign and rough size matter there.
 int64_t explicitExponent(const char* p, const char* end) {
@@ -152,9 +172,9 @@ bool atMost(const char* digits, const char* limit) { return std::memcmp(digits, 
 
 }  // namespace
 
-int StringBuffer::intValue() const { return decimalValue<int>(m_data, m_length); }
+int StringBuffer::intValue() const { return smallDecimalValue<int>(m_data); }
 
-unsigned int StringBuffer::uintValue() const { return decimalValue<unsigned int>(m_data, m_length); }
+unsigned int StringBuffer::uintValue() const { return smallDecimalValue<unsigned int>(m_data); }
 
 int64_t StringBuffer::int64Value() const { return decimalValue<int64_t>(m_data, m_length); }
 

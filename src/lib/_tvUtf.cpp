@@ -2,8 +2,14 @@
 // UTF-32 steps that the JSON decoder and the code-page converter build on.
 #include "lib/_tvUtf.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+#endif
 
 #include "lib/DataBuffer.h"
 
@@ -97,14 +103,9 @@ inline void putLe32(unsigned char* out, uint32_t v) {
   out[3] = static_cast<unsigned char>(v >> 24);
 }
 
-}  // namespace
-
-bool _tvUtf::isValidUtf8(const unsigned char* data, unsigned int n, unsigned int flags) {
-  if (n == 0) return true;
-  if (data == nullptr) return false;
-  const uint64_t* rows = (flags & kAcceptSurrogates) != 0 ? kDfaSurrogates.data() : kDfaStrict.data();
-  const unsigned char* p = data;
-  const unsigned char* const end = data + n;
+// The automaton walk: short inputs, CPUs without AVX2, other compilers.
+bool validateScalar(const unsigned char* p, const unsigned char* const end, unsigned int flags) {
+  const uint64_t* rows = (flags & _tvUtf::kAcceptSurrogates) != 0 ? kDfaSurrogates.data() : kDfaStrict.data();
   uint64_t state = kAccept;
   while (end - p >= 8) {
     // Between characters, ASCII is skipped a word (or four) at a time.
@@ -124,6 +125,245 @@ bool _tvUtf::isValidUtf8(const unsigned char* data, unsigned int n, unsigned int
   }
   for (; p < end; ++p) state = rows[*p] >> (state & 63);
   return (state & 63) == kAccept;
+}
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define TV_UTF_SIMD 1
+
+// The vector validators: three 16-entry lookups (pshufb) per block. The
+// high nibble of the previous byte, its low nibble and the high nibble of
+// the current byte each give the set of errors the pair could be part of;
+// a bit that survives all three is a real error. What a pair cannot see (a
+// third or fourth byte where none is due, or one missing) is settled by
+// comparing where continuation follows continuation with where a lead two
+// or three bytes back asks for one.
+constexpr uint8_t kTooShort = 1 << 0;      // lead, then no continuation
+constexpr uint8_t kTooLong = 1 << 1;       // ASCII, then a continuation
+constexpr uint8_t kOverlong3 = 1 << 2;     // E0 80..9F
+constexpr uint8_t kTooLarge = 1 << 3;      // F4 90..BF, F5..FF
+constexpr uint8_t kSurrogate = 1 << 4;     // ED A0..BF
+constexpr uint8_t kOverlong2 = 1 << 5;     // C0, C1
+constexpr uint8_t kTooLarge1000 = 1 << 6;  // F5..FF 80..8F
+constexpr uint8_t kOverlong4 = 1 << 6;     // F0 80..8F
+constexpr uint8_t kTwoConts = 1 << 7;      // continuation, then continuation
+constexpr uint8_t kCarry = kTooShort | kTooLong | kTwoConts;
+constexpr uint8_t kLarge = kCarry | kTooLarge | kTooLarge1000;
+constexpr uint8_t kCont = kTooLong | kOverlong2 | kTwoConts;
+
+// Indexed by the previous byte's high nibble; the second row lacks the
+// surrogate bit, which is all it takes to let ED A0..BF pass.
+alignas(16) constexpr uint8_t kByte1High[2][16] = {
+    {kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTwoConts, kTwoConts, kTwoConts,
+     kTwoConts, kTooShort | kOverlong2, kTooShort, kTooShort | kOverlong3 | kSurrogate,
+     kTooShort | kTooLarge | kTooLarge1000 | kOverlong4},
+    {kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTooLong, kTwoConts, kTwoConts, kTwoConts,
+     kTwoConts, kTooShort | kOverlong2, kTooShort, kTooShort | kOverlong3,
+     kTooShort | kTooLarge | kTooLarge1000 | kOverlong4}};
+// By the previous byte's low nibble.
+alignas(16) constexpr uint8_t kByte1Low[16] = {
+    kCarry | kOverlong3 | kOverlong2 | kOverlong4, kCarry | kOverlong2, kCarry, kCarry, kCarry | kTooLarge, kLarge,
+    kLarge, kLarge, kLarge, kLarge, kLarge, kLarge, kLarge, kLarge | kSurrogate, kLarge, kLarge};
+// By the current byte's high nibble.
+alignas(16) constexpr uint8_t kByte2High[16] = {
+    kTooShort, kTooShort, kTooShort, kTooShort, kTooShort, kTooShort, kTooShort, kTooShort,
+    kCont | kOverlong3 | kTooLarge1000 | kOverlong4, kCont | kOverlong3 | kTooLarge, kCont | kSurrogate | kTooLarge,
+    kCont | kSurrogate | kTooLarge, kTooShort, kTooShort, kTooShort, kTooShort};
+// Subtracted with saturation from a block's last bytes: non-zero where a
+// character has not ended by the block's end. A 32-byte block uses the
+// second half.
+alignas(64) constexpr uint8_t kUnfinished[64] = {
+    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xF0 - 1, 0xE0 - 1, 0xC0 - 1};
+
+// Both validators take two vectors a step and test for errors once a
+// kilobyte (a long invalid text still stops early). The last bytes, fewer
+// than a step, go to avx2::tail, which reads nothing outside the text:
+// zero-padding them into a local copy would cost a store-forwarding stall
+// on every short call.
+#define TV_VALIDATE_BODY(V, kStep, zero)                                                                             \
+  V before = zero, pending = zero, error = zero;                                                                    \
+  while (end - p >= (kStep)) {                                                                                      \
+    const std::ptrdiff_t steps = (end - p) / (kStep) < 16 ? (end - p) / (kStep) : 16;                               \
+    const unsigned char* const stop = p + steps * (kStep);                                                          \
+    do {                                                                                                            \
+      const V a = load(p);                                                                                          \
+      const V b = load(p + (kStep) / 2);                                                                            \
+      if (isAscii(orOf(a, b))) {                                                                                    \
+        error = orOf(error, pending);                                                                               \
+        pending = zero;                                                                                             \
+      } else {                                                                                                      \
+        error = orOf(error, orOf(errors(t, a, before), errors(t, b, a)));                                           \
+        pending = unfinished(b, most);                                                                              \
+      }                                                                                                             \
+      before = b;                                                                                                   \
+      p += (kStep);                                                                                                 \
+    } while (p != stop);                                                                                            \
+    if (anySet(error)) return false;                                                                                \
+  }                                                                                                                 \
+  /* The tail reads the bytes before it again, so a character cut at p is */                                       \
+  /* judged there; with no tail, a cut character is an error. */                                                   \
+  if (p == end) return !anySet(pending);                                                                            \
+  return avx2::tail(start, p, end, flags);
+
+namespace avx2 {
+#define TV_AVX2 __attribute__((target("avx2")))
+
+TV_AVX2 inline __m256i table(const uint8_t* t) {
+  return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(t)));
+}
+template <int N>
+TV_AVX2 inline __m256i shiftIn(__m256i in, __m256i before) {
+  return _mm256_alignr_epi8(in, _mm256_permute2x128_si256(before, in, 0x21), 16 - N);
+}
+TV_AVX2 inline __m256i highNibble(__m256i v) {
+  return _mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi8(0x0F));
+}
+
+struct Tables {
+  __m256i byte1High, byte1Low, byte2High;
+};
+
+TV_AVX2 inline __m256i load(const unsigned char* q) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(q)); }
+TV_AVX2 inline __m256i orOf(__m256i x, __m256i y) { return _mm256_or_si256(x, y); }
+TV_AVX2 inline bool isAscii(__m256i v) { return _mm256_movemask_epi8(v) == 0; }
+TV_AVX2 inline bool anySet(__m256i v) { return _mm256_testz_si256(v, v) == 0; }
+TV_AVX2 inline __m256i unfinished(__m256i v, __m256i most) { return _mm256_subs_epu8(v, most); }
+
+// The error bits of the 32 bytes `in`, given the 32 before them.
+TV_AVX2 inline __m256i errors(const Tables& t, __m256i in, __m256i before) {
+  const __m256i prev1 = shiftIn<1>(in, before);
+  const __m256i pairs = _mm256_and_si256(
+      _mm256_and_si256(_mm256_shuffle_epi8(t.byte1High, highNibble(prev1)),
+                       _mm256_shuffle_epi8(t.byte1Low, _mm256_and_si256(prev1, _mm256_set1_epi8(0x0F)))),
+      _mm256_shuffle_epi8(t.byte2High, highNibble(in)));
+  // A lead E0..EF two bytes back or F0..FF three bytes back wants this byte
+  // to be a continuation after a continuation (bit 7 of `pairs`).
+  const __m256i third = _mm256_subs_epu8(shiftIn<2>(in, before), _mm256_set1_epi8(char(0xE0 - 0x80)));
+  const __m256i fourth = _mm256_subs_epu8(shiftIn<3>(in, before), _mm256_set1_epi8(char(0xF0 - 0x80)));
+  return _mm256_xor_si256(_mm256_and_si256(_mm256_or_si256(third, fourth), _mm256_set1_epi8(char(0x80))), pairs);
+}
+
+// The three bytes before q (zeros before the text's start) as the end of a
+// vector: all that errors() reads of the block before.
+TV_AVX2 inline __m256i bytesBefore(const unsigned char* start, const unsigned char* q) {
+  const std::ptrdiff_t avail = q - start;
+  uint32_t w = 0;
+  for (std::ptrdiff_t k = 1; k <= 3 && k <= avail; ++k) w |= uint32_t(q[-k]) << (32 - 8 * k);
+  return _mm256_insert_epi32(_mm256_setzero_si256(), static_cast<int>(w), 7);
+}
+
+// Checks [p, end), fewer than 128 bytes in a text [start, end) of at least
+// 32, whose bytes before p are known good: 32-byte blocks, the last one
+// ending at end and overlapping the one before (a byte judged twice is
+// judged the same).
+TV_AVX2 bool tail(const unsigned char* start, const unsigned char* p, const unsigned char* const end,
+                  unsigned int flags) {
+  const Tables t = {table(kByte1High[(flags & _tvUtf::kAcceptSurrogates) != 0]), table(kByte1Low), table(kByte2High)};
+  __m256i error = _mm256_setzero_si256();
+  __m256i before = bytesBefore(start, p);
+  for (; end - p > 32; p += 32) {
+    const __m256i a = load(p);
+    error = orOf(error, errors(t, a, before));
+    before = a;
+  }
+  const __m256i last = load(end - 32);
+  error = orOf(error, errors(t, last, bytesBefore(start, end - 32)));
+  error = orOf(error, unfinished(last, _mm256_load_si256(reinterpret_cast<const __m256i*>(kUnfinished + 32))));
+  return !anySet(error);
+}
+
+TV_AVX2 bool validate(const unsigned char* p, const unsigned char* const end, unsigned int flags) {
+  const unsigned char* const start = p;
+  const Tables t = {table(kByte1High[(flags & _tvUtf::kAcceptSurrogates) != 0]), table(kByte1Low), table(kByte2High)};
+  const __m256i most = _mm256_load_si256(reinterpret_cast<const __m256i*>(kUnfinished + 32));
+  TV_VALIDATE_BODY(__m256i, 64, _mm256_setzero_si256())
+}
+#undef TV_AVX2
+}  // namespace avx2
+
+namespace avx512 {
+#define TV_AVX512 __attribute__((target("avx512f,avx512bw")))
+
+TV_AVX512 inline __m512i table(const uint8_t* t) {
+  return _mm512_maskz_broadcast_i32x4(0xFFFF, _mm_load_si128(reinterpret_cast<const __m128i*>(t)));
+}
+template <int N>
+TV_AVX512 inline __m512i shiftIn(__m512i in, __m512i before) {
+  return _mm512_alignr_epi8(in, _mm512_maskz_alignr_epi64(0xFF, in, before, 6), 16 - N);
+}
+TV_AVX512 inline __m512i highNibble(__m512i v) {
+  return _mm512_and_si512(_mm512_srli_epi16(v, 4), _mm512_set1_epi8(0x0F));
+}
+
+struct Tables {
+  __m512i byte1High, byte1Low, byte2High;
+};
+
+TV_AVX512 inline __m512i load(const unsigned char* q) { return _mm512_loadu_si512(q); }
+TV_AVX512 inline __m512i orOf(__m512i x, __m512i y) { return _mm512_or_si512(x, y); }
+TV_AVX512 inline bool isAscii(__m512i v) { return _mm512_movepi8_mask(v) == 0; }
+TV_AVX512 inline bool anySet(__m512i v) { return _mm512_test_epi64_mask(v, v) != 0; }
+TV_AVX512 inline __m512i unfinished(__m512i v, __m512i most) { return _mm512_subs_epu8(v, most); }
+
+// As avx2::errors, 64 bytes at once.
+TV_AVX512 inline __m512i errors(const Tables& t, __m512i in, __m512i before) {
+  const __m512i prev1 = shiftIn<1>(in, before);
+  const __m512i pairs = _mm512_and_si512(
+      _mm512_and_si512(_mm512_shuffle_epi8(t.byte1High, highNibble(prev1)),
+                       _mm512_shuffle_epi8(t.byte1Low, _mm512_and_si512(prev1, _mm512_set1_epi8(0x0F)))),
+      _mm512_shuffle_epi8(t.byte2High, highNibble(in)));
+  const __m512i third = _mm512_subs_epu8(shiftIn<2>(in, before), _mm512_set1_epi8(char(0xE0 - 0x80)));
+  const __m512i fourth = _mm512_subs_epu8(shiftIn<3>(in, before), _mm512_set1_epi8(char(0xF0 - 0x80)));
+  return _mm512_xor_si512(_mm512_and_si512(_mm512_or_si512(third, fourth), _mm512_set1_epi8(char(0x80))), pairs);
+}
+
+TV_AVX512 bool validate(const unsigned char* p, const unsigned char* const end, unsigned int flags) {
+  const unsigned char* const start = p;
+  const Tables t = {table(kByte1High[(flags & _tvUtf::kAcceptSurrogates) != 0]), table(kByte1Low), table(kByte2High)};
+  const __m512i most = _mm512_load_si512(kUnfinished);
+  TV_VALIDATE_BODY(__m512i, 128, _mm512_setzero_si512())
+}
+#undef TV_AVX512
+}  // namespace avx512
+#undef TV_VALIDATE_BODY
+
+// 0: neither, 1: AVX2, 2: AVX-512 (F and BW); found once.
+int vectorUnit() {
+  static const int unit = [] {
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw")) return 2;
+    return __builtin_cpu_supports("avx2") ? 1 : 0;
+  }();
+  return unit;
+}
+#endif
+
+std::atomic<int> gVectorCap{2};
+
+}  // namespace
+
+bool _tvUtf::isValidUtf8(const unsigned char* data, unsigned int n, unsigned int flags) {
+  if (n == 0) return true;
+  if (data == nullptr) return false;
+#ifdef TV_UTF_SIMD
+  if (n >= 32) {
+    const int unit = std::min(vectorUnit(), gVectorCap.load(std::memory_order_relaxed));
+    if (unit == 2 && n >= 128) return avx512::validate(data, data + n, flags);
+    if (unit >= 1) return avx2::validate(data, data + n, flags);
+  }
+#endif
+  return validateScalar(data, data + n, flags);
+}
+
+int _tvUtf::capVectorUnitForTests(int level) {
+  gVectorCap.store(level);
+#ifdef TV_UTF_SIMD
+  return std::min(level, vectorUnit());
+#else
+  return 0;
+#endif
 }
 
 unsigned int _tvUtf::decodeUtf8(const unsigned char* p, const unsigned char* end, uint32_t& codePoint) {

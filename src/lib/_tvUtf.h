@@ -31,6 +31,12 @@ class _tvUtf {
   // n == 0 is valid; null data with n > 0 is not.
   static bool isValidUtf8(const unsigned char* data, unsigned int n, unsigned int flags);
 
+  // For tests: caps the vector unit isValidUtf8 may use (0: none, the
+  // scalar walk; 1: AVX2; 2: AVX-512), never more than the CPU has, so that
+  // every path can be checked on one machine; 2 is the default. Returns the
+  // unit now in use.
+  static int capVectorUnitForTests(int level);
+
   // Writes the UTF-8 form of codePoint at out (room for 4 bytes needed) and
   // sets numBytes. A surrogate code point gets its three-byte form (it stands
   // for a lone "\uD800"-style escape, which callers keep as it came); a value

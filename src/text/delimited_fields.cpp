@@ -17,7 +17,8 @@ namespace {
 // Indexes beyond these are taken to be a caller's arithmetic error.
 constexpr unsigned int kMaxFieldIndex = 10000000;
 constexpr unsigned int kMaxSetIndex = 1000000;
-// Tails up to this size are saved on the stack by setNthDelimited.
+// Tails up to this size are moved in place by setNthDelimited; longer ones are
+// saved on the heap.
 constexpr unsigned int kLocalTailSize = 400;
 // changeDelimiter remembers which of the first this many fields need quotes.
 constexpr unsigned int kMarkedFields = 1000;
@@ -205,14 +206,27 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool quot
   if (value.m_length > fieldLength && !ensureRoom(value.m_length - fieldLength)) return false;
 
   const unsigned int tailLength = m_length - f.end;
-  char localTail[kLocalTailSize];
-  char* tail = localTail;
-  unsigned char* heapTail = nullptr;
-  if (tailLength > kLocalTailSize) {
-    heapTail = ByteAllocator::allocate(tailLength);
-    if (heapTail == nullptr) return false;
-    tail = reinterpret_cast<char*>(heapTail);
+  if (tailLength <= kLocalTailSize) {
+    // A short tail moves within the storage, which has the room already:
+    // one copy instead of saving it and appending it back, and no copy of
+    // the record's bytes left anywhere. The bytes given up at the end are
+    // zeroed, as a shortened buffer's are.
+    unsigned int newLength = f.start + value.m_length + tailLength;
+    std::memmove(m_data + f.start + value.m_length, m_data + f.end, tailLength);
+    if (value.m_length != 0) std::memcpy(m_data + f.start, value.m_data, value.m_length);
+    if (newLength < m_length) std::memset(m_data + newLength, 0, m_length - newLength);
+    m_data[newLength] = 0;
+    // As after an append: counted text never ends in a zero byte.
+    if (value.m_length + tailLength != 0)
+      while (newLength != 0 && m_data[newLength - 1] == 0) --newLength;
+    m_length = newLength;
+    return true;
   }
+
+  // A long tail is saved on the heap and appended back.
+  unsigned char* heapTail = ByteAllocator::allocate(tailLength);
+  if (heapTail == nullptr) return false;
+  char* tail = reinterpret_cast<char*>(heapTail);
   std::memcpy(tail, m_data + f.end, tailLength);
 
   rollback(f.start);
@@ -220,9 +234,9 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool quot
   appendN(tail, tailLength);
 
   // The saved tail is a copy of the record's bytes: a secure record leaves
-  // no such copy behind, on the stack or on the heap.
+  // no such copy behind.
   if (m_secure) wipeBytes(tail, tailLength);
-  if (heapTail != nullptr) ByteAllocator::release(heapTail, tailLength);
+  ByteAllocator::release(heapTail, tailLength);
   return true;
 }
 

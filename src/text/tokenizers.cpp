@@ -28,6 +28,16 @@ recordscan::ByteTable wordEnds(const char* separators) {
   return t;
 }
 
+// The tables of the common calls, built once: no separators, and C's.
+const recordscan::ByteTable& wordEndsFor(const char* separators, recordscan::ByteTable& scratch) {
+  static const recordscan::ByteTable kWhitespaceOnly = wordEnds(nullptr);
+  static const recordscan::ByteTable kCpp = wordEnds(kCppSeparators);
+  if (separators == nullptr || *separators == 0) return kWhitespaceOnly;
+  if (separators == kCppSeparators) return kCpp;
+  scratch = wordEnds(separators);
+  return scratch;
+}
+
 }  // namespace
 
 void StringBuffer::tokenize(ExtPtrArray& list, const char* separators) const {
@@ -35,12 +45,15 @@ void StringBuffer::tokenize(ExtPtrArray& list, const char* separators) const {
   PieceGatherer token(list, kShrinkTokens, m_secure);
   if (!token.begin()) return;
   const unsigned int length = recordscan::recordLength(m_data, m_length);
-  recordscan::RecordScanner scan(m_data, length, wordEnds(separators), kQuoteMode, kEscapeMode);
+  recordscan::ByteTable scratch;
+  recordscan::RecordScanner scan(m_data, length, wordEndsFor(separators, scratch), kQuoteMode, kEscapeMode);
   unsigned int from = 0;
   for (;;) {
     const Event ev = scan.next();
     if (ev.stop != Stop::Separator && ev.stop != Stop::End) continue;
-    token.add(m_data + from, ev.pos - from);
+    // A token is one run, so it goes straight from the content into its
+    // buffer, copied once.
+    token.addWhole(m_data + from, ev.pos - from);
     // Runs of white space, and white space at either end, make no empty tokens.
     if (ev.stop == Stop::End) {
       if (!token.empty()) token.finish();
@@ -49,7 +62,7 @@ void StringBuffer::tokenize(ExtPtrArray& list, const char* separators) const {
     from = ev.pos + 1;
     if (!token.empty() && !(token.finish() && token.begin())) return;
     if (textscan::has(textscan::kWhitespace, m_data[ev.pos])) continue;
-    token.add(m_data + ev.pos, 1);
+    token.addWhole(m_data + ev.pos, 1);
     if (!(token.finish() && token.begin())) return;
   }
 }
@@ -59,7 +72,8 @@ void StringBuffer::tokenizeCPP(ExtPtrArray& list) const { tokenize(list, kCppSep
 unsigned int StringBuffer::tokenCount(const char* separators) const {
   if (m_length == 0 || m_data[0] == 0) return 0;
   const unsigned int length = recordscan::recordLength(m_data, m_length);
-  recordscan::RecordScanner scan(m_data, length, wordEnds(separators), kQuoteMode, kEscapeMode);
+  recordscan::ByteTable scratch;
+  recordscan::RecordScanner scan(m_data, length, wordEndsFor(separators, scratch), kQuoteMode, kEscapeMode);
   unsigned int count = 0;
   bool inWord = false;
   for (;;) {
