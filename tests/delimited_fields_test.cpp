@@ -58,6 +58,7 @@ TEST(DelimitedFields, Edits) {
   const Row rows[] = {
       {"set: missing fields added", Set, "a", 2, "x", false, false, true, "a,,x"},
       {"set: empty value, empty buffer", Set, "", 0, "", false, false, true, ","},
+      {"set: a later field of an empty buffer", Set, "", 2, "x", false, false, true, ",,x"},
       {"set: value stored as it is", Set, "a,b,c", 1, "y,z", false, false, true, "a,y,z,c"},
       {"set: beyond the limit", Set, "a", kMaxSetIndex + 1, "x", false, false, false, "a"},
       {"set: at the limit", Set, "a", kMaxSetIndex, "x", false, false, true, "a" + string(kMaxSetIndex, ',') + "x"},
