@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstring>
+#include <memory>
 #include <string>
 
+#include "lib/ByteAllocator.h"
 #include "lib/LiteralScrambler.h"
 #include "lib/LogBase.h"
 #include "lib/XString.h"
@@ -46,6 +49,10 @@ bool logSession(LogBase& log) {
 
 TEST(LogBase, RecordsIndentedLinesWithScrambledTextsRestored) {
   LogBase log;
+  {  // a freed block of the restored reason's size, full of bytes: the copy must end itself
+    std::unique_ptr<char[]> dirty(new char[kReason.size() + 1]);
+    std::memset(dirty.get(), 'Z', kReason.size() + 1);
+  }
   EXPECT_TRUE(logSession(log));
   log.leaveContext();  // one more than was entered: nothing happens
   EXPECT_EQ(
@@ -59,6 +66,11 @@ TEST(LogBase, RecordsIndentedLinesWithScrambledTextsRestored) {
       "  }\n"
       "}\n",
       log.getText());
+  LogBase failing;
+  ScopedAllocatorControl control;
+  control.failNth(1);
+  failing.LogDataStr("name", kReason.c_str());
+  EXPECT_STREQ("", failing.getText()) << "a line without room adds no part of itself";
 }
 
 TEST(LogNull, RecordsNothing) {
