@@ -47,6 +47,7 @@ TEST(AppendInsert, Edits) {
       {"insertAt front", "abc", EDIT(insertAt(twelve, 0)), true, "12abc"},
       {"insertAt past the end", "abc", EDIT(insertAt(twelve, 7)), true, "abc12"},
       {"insertAt itself is refused", "abc", EDIT(insertAt(sb, 1)), false, "abc"},
+      {"insertAt nothing", "abc", EDIT(insertAt(StringBuffer(), 1)), true, "abc"},
       {"append own text inline", a, EDIT(append(sb.getString())), true, a + a},
       {"append own text on the heap", h, EDIT(append(sb.getString())), true, h + h},
       {"appendN own tail", h, EDIT(appendN(sb.getString() + 299, 1)), true, h + "!"},

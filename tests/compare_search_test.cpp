@@ -24,7 +24,8 @@ TEST(CompareSearch, Comparison) {
     EXPECT_TRUE(sb->beginsWith("") && sb->endsWith("") && sb->beginsWithN("zzz", 0));
     EXPECT_FALSE(sb->beginsWith(nullptr) || sb->beginsWithIgnoreCaseN(nullptr, 0));
   }
-  EXPECT_TRUE(file.beginsWithN("fixed", 2) && file.beginsWithIgnoreCase("FILE.") && file.endsWithIgnoreCase("TXT"));
+  EXPECT_TRUE(file.beginsWithN("fixed", 2) && file.beginsWithIgnoreCase("FILE.") && file.endsWithIgnoreCase("TXT") &&
+              file.beginsWithIgnoreCaseN("FILEx", 4));
   EXPECT_FALSE(file.endsWith("TXT") || abc.endsWith("ABCD") || empty.endsWithWhitespace() ||
                file.beginsWithIgnoreCaseN("x", 1));
   EXPECT_TRUE(zeroed.endsWith("bc") && !zeroed.endsWith("abc")) << "the tail is located by length";

@@ -21,6 +21,7 @@ TEST(ExtractCapture, Extraction) {
       {"after final", [](StringBuffer& s, StringBuffer& o) { return s.getAfterFinal("/", true, o); }, "a/b/c", true, "out:c", "a/b"},
       {"after final, absent", [](StringBuffer& s, StringBuffer& o) { return s.getAfterFinal("#", false, o); }, "a/b", false, "out:a/b", nullptr},
       {"separate", [](StringBuffer& s, StringBuffer& o) { return s.separate('=', o, o); }, "=x", true, "out:x", nullptr},
+      {"pop, absent", [](StringBuffer& s, StringBuffer& o) { return s.pop('#', o); }, "a=b", false, "out:", nullptr},
       {"separate, absent", [](StringBuffer& s, StringBuffer& o) { return s.separate('#', o, o); }, "a=b", false, "out:", nullptr},
       {"pop 8-bit", [](StringBuffer& s, StringBuffer& o) { return s.pop('\xE9', o); }, "a\xE9" "b\xE9" "c", true, "out:c", "a\xE9" "b"},
       {"into itself", [](StringBuffer& s, StringBuffer& o) { return s.getBefore(":", true, s) || s.getAfterFinal(":", true, s) ||
@@ -36,7 +37,7 @@ TEST(ExtractCapture, Extraction) {
       {"attr without value", attr(true, "lonely"), " lonely\t", true, "", nullptr},
       {"attr without name", attr(true, ""), "=x", true, "x", nullptr},
       {"copyUntil", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 1, n, o) && n == 1; }, "abc", true, "out:b", nullptr},
-      {"copyUntil from the length", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 3, n, o) || n != 0; }, "abc", false, "out:", nullptr},
+      {"copyUntil from the length", [](StringBuffer& s, StringBuffer& o) { unsigned n = 9; return s.copyUntil("c", 3, n, o) || s.copyUntil(nullptr, 0, n, o) || n != 0; }, "abc", false, "out:", nullptr},
       {"capture from null", [](StringBuffer& s, StringBuffer&) { return s.captureDecimal(nullptr) == 0; }, "old", true, "out:", nullptr},
       {"captureLine from its own content", [](StringBuffer& s, StringBuffer&) { return s.captureLine(s.getString() + 1, false, false) == 4; }, "xline\r\n", true, "out:", "line"},
       {"captureLine keeps VT and FF", [](StringBuffer& s, StringBuffer&) { return s.captureLine("\v\fa\rb", false, false) == 3; }, "old", true, "out:", "\v\fa"},
