@@ -21,11 +21,13 @@ TEST(AppendInsert, Edits) {
   DataBuffer data;
   data.append("d\0d", 3);
   StringBuffer twelve("12");
-  const std::string a(60, 'a'), h = std::string(299, 'h') + "!";
+  const std::string a(60, 'a'), h = std::string(299, 'h') + "!", a78(78, 'a'), a79(79, 'a');
   const EditRow rows[] = {
       {"appendChar counts a zero byte", "a", EDIT(appendChar('\0')), true, std::string("a\0", 2)},
       {"appendUChar high byte", "", EDIT(appendUChar(0xFE)), true, "\xFE"},
-      {"appendChar3 in order", "", EDIT(appendChar3('1', '2', '3')), true, "123"},
+      {"appendChar2 fills the inline buffer", a79, EDIT(appendChar2('1', '2') && sb.heapUsage() == 0), true, a79 + "12"},
+      {"appendChar3 fills the inline buffer", a78, EDIT(appendChar3('1', '2', '3') && sb.heapUsage() == 0), true,
+       a78 + "123"},
       {"appendCharN at its limit", "", EDIT(appendCharN('z', 12582912)), true, std::string(12582912, 'z')},
       {"appendCharN past its limit appends nothing", "a", EDIT(appendCharN('z', 12582913)), true, "a"},
       {"append3 takes null as empty", "", EDIT(append3("a", nullptr, "c")), true, "ac"},
@@ -45,6 +47,7 @@ TEST(AppendInsert, Edits) {
       {"insertAt front", "abc", EDIT(insertAt(twelve, 0)), true, "12abc"},
       {"insertAt past the end", "abc", EDIT(insertAt(twelve, 7)), true, "abc12"},
       {"insertAt itself is refused", "abc", EDIT(insertAt(sb, 1)), false, "abc"},
+      {"insertAt nothing", "abc", EDIT(insertAt(StringBuffer(), 1)), true, "abc"},
       {"append own text inline", a, EDIT(append(sb.getString())), true, a + a},
       {"append own text on the heap", h, EDIT(append(sb.getString())), true, h + h},
       {"appendN own tail", h, EDIT(appendN(sb.getString() + 299, 1)), true, h + "!"},
@@ -93,6 +96,13 @@ TEST(AppendInsert, AppendMinSizeAddsNoReserve) {
   target.setExtendSize(77);
   EXPECT_FALSE(target.appendMinSize(std::string(30, 'x').c_str()));
   EXPECT_EQ(77u, target.getExtendSize());
+  // A tail too long for an inline copy that cannot be saved: nothing changes.
+  StringBuffer spliced = bufferOf(std::string(200, 's'));
+  control.failNth(1);
+  EXPECT_FALSE(spliced.insertAt(StringBuffer("12"), 1));
+  control.failNth(1);
+  EXPECT_FALSE(spliced.insertCharAt('x', 1));
+  EXPECT_EQ(std::string(200, 's'), bytesOf(spliced));
 }
 
 TEST(AppendInsert, TakeSbMovesHeapStorageWithoutCopying) {

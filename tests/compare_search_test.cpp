@@ -14,7 +14,8 @@ TEST(CompareSearch, Comparison) {
   EXPECT_TRUE(empty.equals(nullptr) && !abc.equals(nullptr)) << "null equals only the empty buffer";
   EXPECT_TRUE(bufferOf(std::string("ab\0x", 4)).equals(bufferOf(std::string("ab\0y", 4))))
       << "text comparison stops at the zero byte";
-  EXPECT_TRUE(abc.equalsIgnoreCase("abc"));
+  EXPECT_TRUE(abc.equalsIgnoreCase("abc") && empty.equalsIgnoreCase(static_cast<const char*>(nullptr)) &&
+              !abc.equalsIgnoreCase(static_cast<const char*>(nullptr)));
   EXPECT_FALSE(StringBuffer("\xC9").equalsIgnoreCase("\xE9")) << "Latin-1 is not folded";
   EXPECT_TRUE(empty.equalsIgnoreCase2(nullptr, 0) && !empty.equalsIgnoreCase2("", 0));
   EXPECT_TRUE(abc.equalsIgnoreCase2("abc", 3) && !abc.equalsIgnoreCase2("abc", 4));
@@ -23,8 +24,10 @@ TEST(CompareSearch, Comparison) {
     EXPECT_TRUE(sb->beginsWith("") && sb->endsWith("") && sb->beginsWithN("zzz", 0));
     EXPECT_FALSE(sb->beginsWith(nullptr) || sb->beginsWithIgnoreCaseN(nullptr, 0));
   }
-  EXPECT_TRUE(file.beginsWithN("fixed", 2) && file.beginsWithIgnoreCase("FILE.") && file.endsWithIgnoreCase("TXT"));
-  EXPECT_FALSE(file.endsWith("TXT") || abc.endsWith("ABCD") || empty.endsWithWhitespace());
+  EXPECT_TRUE(file.beginsWithN("fixed", 2) && file.beginsWithIgnoreCase("FILE.") && file.endsWithIgnoreCase("TXT") &&
+              file.beginsWithIgnoreCaseN("FILEx", 4));
+  EXPECT_FALSE(file.endsWith("TXT") || abc.endsWith("ABCD") || empty.endsWithWhitespace() ||
+               file.beginsWithIgnoreCaseN("x", 1));
   EXPECT_TRUE(zeroed.endsWith("bc") && !zeroed.endsWith("abc")) << "the tail is located by length";
 }
 
@@ -33,6 +36,7 @@ TEST(CompareSearch, Searching) {
   EXPECT_FALSE(sb.containsSubstring("cd") || sb.containsChar('c')) << "text searches stop at the zero byte";
   EXPECT_TRUE(sb.indexOf("cd") == -1 && sb.indexOfNoCase("CD") == -1 && sb.indexOf("") == 0);
   EXPECT_TRUE(sb.containsAnyOf("c")) << "byte operations see the whole length";
+  EXPECT_TRUE(StringBuffer("c").containsAnyOf("xc") && !sb.isNonTerminated());
   EXPECT_EQ(sb.getString() + 3, sb.findFirstChar('c'));
   EXPECT_EQ(sb.getString() + 2, sb.findFirstChar(0));
   EXPECT_EQ(-1, sb.indexOf(nullptr));

@@ -56,12 +56,19 @@ TEST(Factories, FailedFactoriesReturnNullWithoutLeaking) {
 }
 
 TEST(Factories, Copies) {
-  StringBuffer sb = bufferOf(std::string("he\0lo", 5));
+  const std::string text = std::string("he\0lo", 5) + std::string(35, 'x');
+  StringBuffer sb = bufferOf(text);
+  // Blocks of the copies' size freed full of bytes, for the copies to reuse:
+  // each copy must write its own terminating zero.
+  {
+    OwnedArray a(new char[41]), b(new char[41]);
+    std::memset(a.get(), 'Z', 41), std::memset(b.get(), 'Z', 41);
+  }
   unsigned int length = 0;
   OwnedArray copy(sb.createCopy()), counted(sb.copyString(&length)), one(StringBuffer().copyString(nullptr));
-  EXPECT_EQ(0, std::memcmp("he\0lo", copy.get(), 6));
-  EXPECT_EQ(0, std::memcmp("he\0lo", counted.get(), 6));
-  EXPECT_TRUE(length == 5 && one.get()[0] == 0);
+  EXPECT_EQ(0, std::memcmp(text.c_str(), copy.get(), 41));
+  EXPECT_EQ(0, std::memcmp(text.c_str(), counted.get(), 41));
+  EXPECT_TRUE(length == 40 && one.get()[0] == 0);
 }
 
 TEST(Factories, CopyToBufferTruncates) {
@@ -87,11 +94,13 @@ TEST(Factories, ExtractStringGivesTheStorageAway) {
   OwnedArray small(inlineSb.extractString(&length));
   EXPECT_STREQ("hello", small.get());
   EXPECT_TRUE(length == 5 && inlineSb.getSize() == 0);
+  unsigned int capacity = 0;
+  OwnedArray exact(StringBuffer("abc").extractString2(length, capacity));
+  EXPECT_TRUE(length == 3 && capacity == 4) << "an inline content goes out in a block of its size";
   StringBuffer heapSb;
   heapSb.appendCharN('h', 300);
   heapSb.setExtendSize(5);
   const char* storage = heapSb.getString();
-  unsigned int capacity = 0;
   OwnedArray big(heapSb.extractString2(length, capacity));
   EXPECT_EQ(storage, big.get());
   EXPECT_TRUE(length == 300 && capacity == 503);

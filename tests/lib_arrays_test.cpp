@@ -3,6 +3,7 @@
 #include "lib/ByteAllocator.h"
 #include "lib/StringBufferArray.h"
 #include "lib/StringPair.h"
+#include "test_support.h"
 
 namespace {
 
@@ -19,6 +20,8 @@ TEST(ExtPtrArray, OwnsAndDeletesItsElements) {
   control.failNth(1);
   EXPECT_FALSE(array->appendPtr(new Tracked)) << "failed growth deletes the object (counted below)";
   EXPECT_FALSE(array->appendPtr(nullptr));
+  const uint64_t allocated = control.allocations();
+  ReleaseWatcher watcher(0);
   for (int i = 0; i < 20; ++i) ASSERT_TRUE(array->appendPtr(new Tracked));
   const TarvexObject* second = array->elementAt(1);
   TarvexObject::deleteObject(array->removeAt(0));
@@ -30,6 +33,7 @@ TEST(ExtPtrArray, OwnsAndDeletesItsElements) {
   ASSERT_TRUE(array->appendPtr(new Tracked)) << "usable after removeAll";
   TarvexObject::deleteObject(array);
   EXPECT_EQ(0, Tracked::live) << "the destructor deletes the elements";
+  EXPECT_EQ(control.allocations() - allocated, watcher.releases()) << "every slot block is given back";
 }
 
 TEST(StringBufferArray, SbAtChecksRangeAndKind) {

@@ -21,6 +21,7 @@ TEST(DataBuffer, FailedGrowthLeavesContentUnchanged) {
   EXPECT_FALSE(db.appendChar('y'));
   EXPECT_FALSE(db.ensureBuffer(1000));
   EXPECT_FALSE(db.prepForSbTake()) << "a full block needs room for the zero";
+  EXPECT_TRUE(db.ensureBuffer(0) && db.reserveTail(0) != nullptr) << "room for nothing more needs no growth";
   EXPECT_EQ("abc" + std::string(db.getBufSize() - 3, 'x'), contentOf(db));
   control.failAbove(0);
   ASSERT_TRUE(db.ensureBuffer(100));
@@ -41,6 +42,7 @@ TEST(DataBuffer, AppendEncodedById) {
       {"hex either case", "00ff7FaB", 3, true, std::string("\x00\xff\x7f\xab", 4)},
       {"null text", nullptr, 3, true, ""},
       {"non-hex pair stops, prefix kept", "4142zz43", 3, false, "AB"},
+      {"one bad digit stops", "414z", 3, false, "A"},
       {"odd trailing digit stops", "41424", 3, false, "AB"},
       {"base64", "QUJD", 1, true, "ABC"},
       {"unknown id appends nothing", "4142", 7, false, ""},

@@ -3,6 +3,7 @@
 #include <climits>
 #include <string>
 
+#include "lib/ByteAllocator.h"
 #include "lib/LiteralScrambler.h"
 #include "lib/LogBase.h"
 #include "lib/XString.h"
@@ -59,6 +60,11 @@ TEST(LogBase, RecordsIndentedLinesWithScrambledTextsRestored) {
       "  }\n"
       "}\n",
       log.getText());
+  LogBase failing;
+  ScopedAllocatorControl control;
+  control.failNth(1);
+  failing.LogDataStr("name", kReason.c_str());
+  EXPECT_STREQ("", failing.getText()) << "a line without room adds no part of itself";
 }
 
 TEST(LogNull, RecordsNothing) {

@@ -82,7 +82,8 @@ TEST(LibStringMap, FailedAllocationsLeaveTheMapAsItWas) {
   EXPECT_EQ("1", valueOf(map, "a"));
 }
 
-TEST(LibStringMap, ReleasedBlocksAreWiped) {
+TEST(LibStringMap, EveryBlockIsWipedAndGivenBack) {
+  ScopedAllocatorControl control;
   ReleaseWatcher watcher(1 << 12);
   {
     StringMap map;
@@ -91,5 +92,6 @@ TEST(LibStringMap, ReleasedBlocksAreWiped) {
     ASSERT_TRUE(map.remove("name2"));
   }
   EXPECT_GE(watcher.releases(), 40u);
+  EXPECT_EQ(control.allocations(), watcher.releases()) << "nothing kept back";
   EXPECT_FALSE(watcher.sawContent());
 }

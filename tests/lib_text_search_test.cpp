@@ -22,6 +22,8 @@ TEST(TextSearch, FindNoCaseAgreesWithFoldedFind) {
       EXPECT_EQ(hay.c_str() + folded.find(folded.substr(at, n)),
                 TextSearch::findNoCase(hay.c_str(), swapped.substr(at, n).c_str())) << swapped.substr(at, n);
   EXPECT_EQ(nullptr, TextSearch::findNoCase("abc", "abcd"));
+  const char* const pairs = "bxaxb";  // a candidate for the rare x whose first byte differs
+  EXPECT_EQ(pairs + 2, TextSearch::find(pairs, 5, "ax", 2));
   EXPECT_EQ(nullptr, TextSearch::findNoCase(std::string(3000, 'a').c_str(), (std::string(200, 'A') + "b").c_str()));
 }
 

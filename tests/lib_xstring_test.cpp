@@ -47,6 +47,9 @@ TEST(XString, FailedRebuildKeepsTheText) {
   control.failAbove(1);
   EXPECT_FALSE(x.replaceChar('a', '\xE4'));
   EXPECT_FALSE(x.setFromUtf8((text + "b").c_str()));
+  control.failAbove(0);
+  control.failNth(2);  // the copy's reservation passes, the growth wider characters need does not
+  EXPECT_FALSE(x.replaceChar('a', '\xE4'));
   EXPECT_EQ(text, x.getUtf8());
 }
 

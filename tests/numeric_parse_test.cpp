@@ -19,7 +19,7 @@ std::string bytesOf(const DataBuffer& db) {
 TEST(NumericParse, IntegerConversions) {
   struct Row { std::string text; int i; unsigned int u; int64_t i64; };
   const Row rows[] = {
-      {"", 0, 0, 0}, {"+8", 8, 8, 8}, {"+-8", 0, 0, 0}, {"0x1F", 0, 0, 0}, {std::string("12\0" "34", 5), 12, 12, 12},
+      {"", 0, 0, 0}, {"7", 7, 7, 7}, {"+8", 8, 8, 8}, {"+-8", 0, 0, 0}, {"0x1F", 0, 0, 0}, {std::string("12\0" "34", 5), 12, 12, 12},
       {" \t\r\n-17xyz", -17, 0, -17},  // white space skipped, trailing text ignored, no unsigned negatives
       {"4294967295", INT32_MAX, UINT32_MAX, 4294967295LL}, {"-9223372036854775808", INT32_MIN, 0, INT64_MIN},
       {"99999999999999999999999", INT32_MAX, UINT32_MAX, INT64_MAX}};  // clamped, not wrapped
@@ -81,7 +81,7 @@ TEST(NumericParse, HexDecoding) {
   }
 
   // 1000 bytes fill two 500-byte chunks; an odd text's lone first nibble shifts every pair.
-  for (unsigned int bytes : {499u, 500u, 501u, 600u}) {
+  for (unsigned int bytes : {0u, 499u, 500u, 501u, 600u}) {
     for (const char* lead : {"", "7"}) {
       std::string text = lead, expected(*lead ? 1 : 0, '\x07');
       for (unsigned int i = 0; i < bytes; ++i) {

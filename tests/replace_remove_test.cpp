@@ -29,6 +29,7 @@ TEST(ReplaceRemove, SplicesAndRegions) {
   struct Row { const char* name; std::function<unsigned(StringBuffer&)> op; std::string before; unsigned result; std::string after; };
   const Row rows[] = {
       {"all, no case", [](StringBuffer& s) { return s.replaceAllOccurancesNoCase("abc", "x"); }, "ABCabcAbC", 3, "xxx"},
+      {"all, no case, absent", [](StringBuffer& s) { return s.replaceAllOccurancesNoCase("abd", "x"); }, "ABC", 0, "ABC"},
       {"last of aaa", [](StringBuffer& s) { return unsigned(s.replaceLastOccurance("aa", "b")); }, "aaa", 1, "ba"},
       {"last of aaaa", [](StringBuffer& s) { return unsigned(s.replaceLastOccurance("aa", "b")); }, "aaaa", 1, "aab"},
       {"first, no case", [](StringBuffer& s) { return unsigned(s.replaceFirstOccurance("B", "xy", true)); }, "abcb", 1, "axycb"},
@@ -42,12 +43,14 @@ TEST(ReplaceRemove, SplicesAndRegions) {
       {"find in regions", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("{", "}", "a", "b"); }, "a{aa}a{a}", 3, "a{bb}a{b}"},
       {"empty begin marker", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("", "}", "a", "b"); }, "a}a}a", 2, "b}b}a"},
       {"unclosed region", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("{", "}", "a", "b"); }, "{a}{a", 1, "{b}{a"},
+      {"markers match case", [](StringBuffer& s) { return s.replaceAllOccurancesBetween("<B>", "</B>", "a", "x"); }, "<b>a</b><B>a</B>", 1, "<b>a</b><B>x</B>"},
       {"removeDelimited", [](StringBuffer& s) { return unsigned(s.removeDelimited("/*", "*/", true, false)); }, "a/*x*/b/*y*/c", 1, "abc"},
       {"first only", [](StringBuffer& s) { return unsigned(s.removeDelimited("/*", "*/", true, true)); }, "a/*x*/b/*y*/c", 1, "ab/*y*/c"},
       {"no end marker", [](StringBuffer& s) { return unsigned(s.removeDelimited("/*", "*/", true, false)); }, "a/*x", 1, "a/*x"},
       {"if contains", [](StringBuffer& s) { return unsigned(s.removeDelimitedIfContains("<", ">", "k", true, false)); }, "<a>1<k>2<b>3<kk>", 1, "<a>12<b>3"},
       {"if contains, first", [](StringBuffer& s) { return unsigned(s.removeDelimitedIfContains("<", ">", "k", true, true)); }, "<a><k><k>", 1, "<a><k>"},
       {"byte set over the whole length", [](StringBuffer& s) { return s.replaceChar5("xyzxx", '-'); }, std::string("xyzwx\0q", 7), 7, std::string("---w-\0q", 7)},
+      {"ten-byte set", [](StringBuffer& s) { return s.replaceChar10("abcdefghij", '-'); }, std::string("ja\0k", 4), 4, std::string("--\0k", 4)},
       {"zero in the byte set", [](StringBuffer& s) { return s.replaceChar5("w\0ww\0", '+'); }, std::string("-w-\0q", 5), 5, "-+-+q"},
       {"url-safe Base64", [](StringBuffer& s) { s.replaceModBase64Chars(); return 0u; }, std::string("a-b_c\0-", 7), 0, std::string("a+b/c\0+", 7)},
       {"bytes inside occurrences", [](StringBuffer& s) { return s.replaceCharInOccurances("ab", 'b', 'B'); }, "ab.ab-a.b", 2, "aB.aB-a.b"},
@@ -84,6 +87,8 @@ TEST(ReplaceRemove, FailedAllocationLeavesContent) {
   EXPECT_FALSE(sb.replaceFirstOccurance("bc", "X", false)) << "tail cannot be saved";
   control.failNth(1);
   EXPECT_EQ(0u, sb.replaceAllOccurances("a", "bb"));
+  control.failNth(1);
+  EXPECT_EQ(0u, sb.replaceAllOccurancesNoCase("A", "bb"));
   control.failNth(1);
   EXPECT_FALSE(sb.replaceLastOccurance("d", std::string(500, 'e').c_str()));
   EXPECT_EQ(text, bytesOf(sb));

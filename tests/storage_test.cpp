@@ -10,6 +10,10 @@
 
 namespace {
 
+using namespace std::string_literals;
+
+#define EDIT(call) [&](StringBuffer& sb) { return sb.call; }
+
 TEST(Storage, ExpectNumBytesGrowsGeometricallyByteByByte) {
   // Length, capacity and extend size at every capacity change seen while
   // appending single bytes.
@@ -68,6 +72,7 @@ TEST(Storage, FailedGrowthLeavesContentUnchanged) {
   DataBuffer data;
   data.append("data", 4);
   StringBuffer other("other");
+  const std::string long200(200, 'n');
   using Op = std::function<bool(StringBuffer&)>;
   const std::pair<const char*, Op> ops[] = {
       OP(expectNumBytes(5)), OP(append("xy")), OP(appendN("x\0y", 3)), OP(append(other)), OP(append(data)),
@@ -75,6 +80,7 @@ TEST(Storage, FailedGrowthLeavesContentUnchanged) {
       OP(appendCharN('x', 7)), OP(appendLineEnding()), OP(append2("x", "y")), OP(append3("x", "y", "z")),
       OP(appendMinSize("xy")), OP(appendMinSize(other)), OP(appendMaxN("xyz", 2)), OP(prepend("xy")),
       OP(prepend('x')), OP(prependN("x\0y", 3)), OP(insertAt(other, 3)), OP(insertCharAt('x', 3)),
+      OP(setString(std::string_view(long200))), OP(append(std::string_view(long200))),
   };
 #undef OP
   for (bool onHeap : {false, true}) {
@@ -126,16 +132,21 @@ TEST(Storage, ReleasedStorageIsWipedExactlyWhenSecure) {
   }
 }
 
-TEST(Storage, WeakClearKeepsStorageAndDoesNotWipe) {
+// setString and weakClear keep the heap block, unwiped even when secure, and
+// reset the reserve; clear lets the block go.
+TEST(Storage, ClearsKeepOrReleaseTheBlock) {
   StringBuffer sb;
   sb.setSecureBuf(true);
-  sb.appendCharN('w', 100);
-  sb.setExtendSize(7);
+  sb.appendCharN('w', 300);
   const unsigned int capacity = sb.heapUsage();
   const char* storage = sb.getString();
+  sb.setExtendSize(7);
+  EXPECT_TRUE(sb.setString("short"));
+  EXPECT_TRUE(sb.getString() == storage && sb.heapUsage() == capacity && sb.getExtendSize() == 202);
+  sb.setExtendSize(7);
   sb.weakClear();
   EXPECT_TRUE(sb.getSize() == 0 && sb.heapUsage() == capacity && sb.getString() == storage);
-  EXPECT_EQ('w', storage[1]);  // reused, not wiped
+  EXPECT_EQ('h', storage[1]);  // reused, not wiped
   EXPECT_EQ(202u, sb.getExtendSize());
   sb.setExtendSize(7);
   sb.clear();
@@ -162,55 +173,38 @@ TEST(Storage, MinimizeMemoryUsage) {
   }
 }
 
-TEST(Storage, SetString) {
-  StringBuffer sb("0123456789");
-  EXPECT_TRUE(sb.setString(sb.getString() + 5));
-  EXPECT_STREQ("56789", sb.getString());
-  EXPECT_TRUE(sb.setString(static_cast<const char*>(nullptr)) && sb.getSize() == 0);
-  sb.appendCharN('x', 300);
-  const unsigned int capacity = sb.heapUsage();
-  sb.setExtendSize(9);
-  EXPECT_TRUE(sb.setString("short"));
-  EXPECT_EQ(capacity, sb.heapUsage());
-  EXPECT_EQ(202u, sb.getExtendSize());
-  EXPECT_TRUE(sb.setString("") && sb.getSize() == 0);
-  EXPECT_TRUE(sb.setString(bufferOf(std::string("a\0b", 3))));
-  EXPECT_TRUE(sb.setString(sb));
-  EXPECT_EQ(std::string("a\0b", 3), bytesOf(sb));
-  sb = "assigned";
-  EXPECT_STREQ("assigned", sb.getString());
-}
-
-TEST(Storage, AppendNCountsInnerButNotTrailingZeroBytes) {
-  struct Row { const char* name; std::string start, bytes, expected; };
+// Sets, assignments and the primitive appends: appendN does not count
+// trailing zero bytes, inner ones it does.
+TEST(Storage, SetAndAppend) {
+  struct Row { const char* name; std::string start; std::function<bool(StringBuffer&)> edit; bool result;
+               std::string expected; };
+  const StringBuffer zeroed = bufferOf("a\0b"s);
   const Row rows[] = {
-      {"trailing zeros dropped", "", std::string("a\0\0\0", 4), "a"},
-      {"inner zero kept", "", std::string("a\0b", 3), std::string("a\0b", 3)},
-      {"single zero adds nothing", "x", std::string("\0", 1), "x"},
-      {"earlier trailing zero dropped too", std::string("x\0", 2), std::string("\0", 1), "x"},
+      {"setString from its own tail", "0123456789", EDIT(setString(sb.getString() + 5)), true, "56789"},
+      {"setString null", "abc", EDIT(setString(static_cast<const char*>(nullptr))), true, ""},
+      {"setString empty", "abc", EDIT(setString("")), true, ""},
+      {"setString buffer keeps zero bytes", "abc", EDIT(setString(zeroed)), true, "a\0b"s},
+      {"setString itself", "a\0b"s, EDIT(setString(sb)), true, "a\0b"s},
+      {"assign text", "abc", EDIT(operator=("assigned").getSize() == 8), true, "assigned"},
+      {"assign itself", "abc", EDIT(operator=(sb).getSize() == 3), true, "abc"},
+      {"append itself is refused", "abc", EDIT(append(sb)), false, "abc"},
+      {"append buffer copies zero bytes", "abc", EDIT(append(zeroed)), true, "abca\0b"s},
+      {"appendN drops trailing zeros", "", EDIT(appendN("a\0\0\0", 4)), true, "a"},
+      {"appendN keeps an inner zero", "", EDIT(appendN("a\0b", 3)), true, "a\0b"s},
+      {"appendN of a single zero adds nothing", "x", EDIT(appendN("\0", 1)), true, "x"},
+      {"appendN drops an earlier trailing zero too", "x\0"s, EDIT(appendN("\0", 1)), true, "x"},
+      {"appendN null", "keep", EDIT(appendN(nullptr, 5)), true, "keep"},
+      {"append null", "keep", EDIT(append(static_cast<const char*>(nullptr))), true, "keep"},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
     StringBuffer sb = bufferOf(r.start);
-    EXPECT_TRUE(sb.appendN(r.bytes.data(), static_cast<unsigned int>(r.bytes.size())));
+    EXPECT_EQ(r.result, r.edit(sb));
     EXPECT_EQ(r.expected, bytesOf(sb));
     EXPECT_EQ(0, sb.getString()[sb.getSize()]);
   }
-  StringBuffer sb("keep");
-  EXPECT_TRUE(sb.appendN(nullptr, 5));
-  EXPECT_TRUE(sb.append(static_cast<const char*>(nullptr)));
-  EXPECT_STREQ("keep", sb.getString());
 }
-
-TEST(Storage, AppendBufferRefusesItselfAndCopiesZeroBytes) {
-  StringBuffer sb("abc");
-  EXPECT_FALSE(sb.append(sb));
-  const StringBuffer& alias = sb;
-  sb = alias;
-  EXPECT_STREQ("abc", sb.getString());
-  EXPECT_TRUE(sb.append(bufferOf(std::string("x\0y", 3))));
-  EXPECT_EQ(std::string("abcx\0y", 6), bytesOf(sb));
-}
+#undef EDIT
 
 TEST(Storage, CopyingReservesForAnEmptyTarget) {
   struct Row { unsigned int length, capacity; };
