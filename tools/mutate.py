@@ -128,7 +128,8 @@ def prepare():
     for name in ["src", "tests", "cmake", "CMakeLists.txt"]:
         sync(ROOT / name, TREE / name)
     rc = run(["cmake", "-S", str(TREE), "-B", str(BUILD), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-              "-DSTRINGBUFFER_BUILD_BENCHMARKS=OFF", "-DSTRINGBUFFER_BUILD_EXAMPLES=OFF"])
+              "-DSTRINGBUFFER_BUILD_BENCHMARKS=OFF", "-DSTRINGBUFFER_BUILD_EXAMPLES=OFF",
+              "-DSTRINGBUFFER_BUILD_TOOLS=OFF"])
     if rc != 0:
         sys.exit("mutate: configure failed")
 
