@@ -146,22 +146,6 @@ TEST(Canonicalize, PercentKeywords) {
       EXPECT_EQ(canonical(Op(op), "%41%zz"), canonical(Op(op), "%41%zz", keywords)) << kOpNames[op];
 }
 
-TEST(Canonicalize, OwnOutputIsAFixedPoint) {
-  const string inputs[] = {"a b+c/%41%zz%", "\xE1\x88\xB4/x=y&z?*", string("%2f\0\x80 ~", 7), "%"};
-  const Op stable[] = {kUri, kPart, kPartSlash, kAwsQuery, kPath};
-  for (const string& in : inputs)
-    for (Op op : stable) {
-      const string once = canonical(op, in);
-      EXPECT_EQ(once, canonical(op, once)) << kOpNames[op];
-    }
-  for (const string& in : inputs) {
-    const string once = canonical(kUri, in, "NoUrlEncodePercent");
-    EXPECT_EQ(once, canonical(kUri, once, "NoUrlEncodePercent"));
-  }
-  // Not under "AlwaysUrlEncodePercent": each call encodes every "%" again.
-  EXPECT_EQ("%2520", canonical(kUri, canonical(kUri, " ", "AlwaysUrlEncodePercent"), "AlwaysUrlEncodePercent"));
-}
-
 TEST(Canonicalize, AllocatesOnceOrNotAtAll) {
   const string longPlain(300, 'a');
   struct Row { const char* name; Op op; string in; string want; uint64_t allocations; };
@@ -243,12 +227,8 @@ TEST(Canonicalize, AwsSignatureV4Suite) {
   const Param params[] = {
       {"get-vanilla-query-unreserved", kUnreserved, kUnreserved, kUnreserved + "=" + kUnreserved},
       {"get-vanilla-utf8-query", "\xE1\x88\xB4", "bar", "%E1%88%B4=bar"},
-      {"get-vanilla-query", "Param1", "value1", "Param1=value1"},
       {"empty value", "Param1", "", "Param1="},
-      {"equals sign in a value", "Param1", "a=b", "Param1=a%3Db"},
-      {"plus in a value", "Param1", "a+b", "Param1=a%2Bb"},
-      {"space in a value", "Param1", "a b", "Param1=a%20b"},
-      {"slash in a value", "prefix", "photos/2006/", "prefix=photos%2F2006%2F"},
+      {"reserved bytes in a value", "prefix", "a=b+c d/", "prefix=a%3Db%2Bc%20d%2F"},
   };
   for (const Param& p : params) {
     SCOPED_TRACE(p.name);

@@ -60,6 +60,12 @@ TEST(Decoding, Decode) {
     // out as it was.
     EXPECT_EQ(r.ok ? "<" + r.want + string(1, '\0') : "<", bytesOf(out));
   }
+  // An unknown name is logged: one error line and the name.
+  LogBase log;
+  DataBuffer out;
+  EXPECT_FALSE(bufferOf("abc").decode("rot13", out, log));
+  const string text = log.getText();
+  EXPECT_TRUE(text.find("error: ") != string::npos && text.find("rot13") != string::npos) << text;
 }
 
 TEST(Decoding, DecodeInPlace) {
