@@ -169,6 +169,13 @@ TEST_F(FileLoadSave, CreateFromFile) {
   StringBuffer::deleteSb(sb);
   std::remove(deep.c_str());
   for (auto d = dirs.rbegin(); d != dirs.rend(); ++d) rmdir(d->c_str());
+  // A (sparse) file too large for the 32-bit size is refused up front.
+  write("huge", "");
+  ASSERT_EQ(0, truncate(path("huge").c_str(), 0xFFFFFFFFll - 100));
+  LogBase log;
+  EXPECT_EQ(nullptr, StringBuffer::createFromFileUtf8(path("huge").c_str(), nullptr));
+  EXPECT_EQ(nullptr, StringBuffer::createFromFileUtf8(path("huge").c_str(), &log));
+  EXPECT_NE(nullptr, std::strstr(log.getText(), "error: "));
   // It asks for the write permission, then the read permission.
   for (bool read : {false, true}) {
     _tvFileSys::setFileAccessPolicy(read, !read);
