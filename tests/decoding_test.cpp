@@ -130,6 +130,7 @@ TEST(Decoding, EncodedWords) {
       {"ISO-2022-JP", "=?iso-2022-jp?B?GyRCJCIbKEI=?=", "\xE3\x81\x82"},
       {"GB2312", "=?gb2312?B?1tA=?=", "\xE4\xB8\xAD"},
       {"unknown charset left", "=?x-klingon?Q?a?=", "=?x-klingon?Q?a?="},
+      {"unknown charset after a good word", "=?utf-8?Q?a?= =?x-klingon?Q?b?=", "a =?x-klingon?Q?b?="},
       {"bad Q escape left", "=?utf-8?Q?a=G1?=", "=?utf-8?Q?a=G1?="},
       {"bad base64 left", "=?utf-8?B?***?=", "=?utf-8?B?***?="},
       {"unknown form left", "=?utf-8?X?a?=", "=?utf-8?X?a?="},
