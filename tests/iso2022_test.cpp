@@ -78,7 +78,7 @@ TEST(Iso2022, Scanner) {
   EXPECT_TRUE(scanner.captureUntilMarker("--", out));
   EXPECT_EQ("ab--cd", bytesOf(out));
   EXPECT_EQ(0, scanner.advancePastMarker("zz", out));
-  EXPECT_EQ(0, scanner.advancePastMarker("", out));
+  EXPECT_EQ(0, scanner.advancePastMarker("", out) + scanner.advancePastMarker(nullptr, out));
   EXPECT_STREQ("--ef", scanner.remaining());
   EXPECT_TRUE(scanner.captureUntilMarker("zz", out));
   EXPECT_TRUE(scanner.atEnd());
