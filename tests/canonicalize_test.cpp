@@ -136,10 +136,7 @@ TEST(Canonicalize, PercentKeywords) {
       {"NoUrlEncodePercent AlwaysUrlEncodePercent", "%41%z", "%41%z"}, {"xxAlwaysUrlEncodePercentyy", "%41", "%2541"},
       {"alwaysurlencodepercent", "%41%z", "%41%25z"},  // keywords are case-sensitive
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.keywords);
-    EXPECT_EQ(r.want, canonical(kUri, r.in, r.keywords));
-  }
+  for (const Row& r : rows) EXPECT_EQ(r.want, canonical(kUri, r.in, r.keywords)) << r.keywords;
   // Only the URI path reads them.
   for (int op = kPart; op < kOpCount; ++op)
     for (const char* keywords : {"AlwaysUrlEncodePercent", "NoUrlEncodePercent"})
@@ -214,10 +211,7 @@ TEST(Canonicalize, AwsSignatureV4Suite) {
       {"already encoded segment", "/example%20space/", "/example%20space/"},
       {"reserved characters", "/a:b@c!d$e'f(g)h*i+j,k;l=m", "/a%3Ab%40c%21d%24e%27f%28g%29h%2Ai%2Bj%2Ck%3Bl%3Dm"},
   };
-  for (const Row& r : paths) {
-    SCOPED_TRACE(r.name);
-    EXPECT_EQ(r.canonicalPath, canonical(kUri, r.path));
-  }
+  for (const Row& r : paths) EXPECT_EQ(r.canonicalPath, canonical(kUri, r.path)) << r.name;
   // Services other than S3 encode the path twice: "%" of the first pass
   // becomes %25 in the second.
   EXPECT_EQ("/documents%2520and%2520settings/",

@@ -141,10 +141,7 @@ TEST(Decoding, EncodedWords) {
       {"no words", "plain = text ? here", "plain = text ? here"},
       {"empty word", "a=?utf-8?Q?" "?=b", "ab"},
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
-    EXPECT_EQ(r.want, decodeWords(r.in));
-  }
+  for (const Row& r : rows) EXPECT_EQ(r.want, decodeWords(r.in)) << r.name;
 }
 
 // qbDecode decodes both kinds of word; a text without any is not rebuilt.

@@ -201,10 +201,7 @@ TEST(JsonEscape, JsonDecode) {
       {"zero bytes and raw quotes copied", string("a\0\"\x01", 4), string("a\0\"\x01", 4)},
       {"\\u0000 is a zero byte", "\\u0000", string("\0", 1)},
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
-    EXPECT_EQ(r.want, decoded(r.in));
-  }
+  for (const Row& r : rows) EXPECT_EQ(r.want, decoded(r.in)) << r.name;
   StringBuffer out("keep");
   EXPECT_TRUE(StringBuffer::jsonDecode("\\n", 0, out));
   EXPECT_TRUE(StringBuffer::jsonDecode(nullptr, 5, out));
