@@ -85,6 +85,15 @@ TEST(Iso2022, Scanner) {
   EXPECT_EQ("ab--cd--ef", bytesOf(out));
   scanner.setString(nullptr);
   EXPECT_TRUE(scanner.atEnd());
+  // No room for the bytes: nothing is consumed.
+  const string text = string(300, 'x') + "--";
+  scanner.setString(text.c_str());
+  StringBuffer small;
+  ScopedAllocatorControl control;
+  control.failAbove(1);
+  EXPECT_EQ(0, scanner.advancePastMarker("--", small));
+  EXPECT_FALSE(scanner.captureUntilMarker("--", small));
+  EXPECT_EQ(text, scanner.remaining());
 }
 
 }  // namespace
