@@ -95,7 +95,8 @@ TEST(Obfuscation, EqualsX) {
       {"high bytes", "caf\xc3\xa9", "caf\xc3\xa9", true},
       {"s longer", "abc", "abcd", false},
       {"s shorter", "abcd", "abc", false},
-      {"one byte differs", "abcd", "abce", false},
+      {"last byte differs", "abcd", "abce", false},
+      {"first byte differs", "abcd", "xbcd", false},
       {"content ends at its zero byte", std::string("abc\0xyz", 7), "abc", true},
   };
   for (const auto& r : rows) {
