@@ -43,6 +43,7 @@ TEST(Decoding, Decode) {
       {"base32 lower case, padded", "base32", "nbswy3dpeb3w64tmmq======", true, "hello world"},
       {"base32 seven symbols", "base32", "NBSWY3D", true, "hell"},
       {"base32 cut", "base32", "NBSWY3", false, ""},
+      {"base32 one symbol into a second group", "base32", "NBSWY3DPE", false, ""},
       {"quoted-printable", "quoted-printable", "caf=C3=a9 =\r\nnext=\nline", true, "caf\xC3\xA9 nextline"},
       {"quoted-printable bad escape", "qp", "a=4", false, ""},
       {"url", "url", "a%20b+c%2f", true, "a b+c/"},
