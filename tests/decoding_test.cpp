@@ -79,6 +79,9 @@ TEST(Decoding, DecodeInPlace) {
   EXPECT_EQ("not base64!", bytesOf(bad));
   EXPECT_FALSE(bad.decode_in_place(99, log));
   EXPECT_EQ("not base64!", bytesOf(bad));
+  DataBuffer bytes;
+  EXPECT_FALSE(_clsEncode::decodeBytes(7, reinterpret_cast<const unsigned char*>("a=41"), 4, bytes));
+  EXPECT_FALSE(_clsEncode::decodeBytes(0, reinterpret_cast<const unsigned char*>("a=41"), 4, bytes));
   StringBuffer zeros("00410000");
   EXPECT_TRUE(zeros.decode_in_place(3, log));
   EXPECT_EQ(string("\0A\0\0", 4), bytesOf(zeros));
