@@ -82,6 +82,8 @@ TEST(Decoding, DecodeInPlace) {
   DataBuffer bytes;
   EXPECT_FALSE(_clsEncode::decodeBytes(7, reinterpret_cast<const unsigned char*>("a=41"), 4, bytes));
   EXPECT_FALSE(_clsEncode::decodeBytes(0, reinterpret_cast<const unsigned char*>("a=41"), 4, bytes));
+  EXPECT_FALSE(_clsEncode::decodeBytes(1, nullptr, 4, bytes));
+  EXPECT_TRUE(_clsEncode::decodeBytes(1, nullptr, 0, bytes));
   StringBuffer zeros("00410000");
   EXPECT_TRUE(zeros.decode_in_place(3, log));
   EXPECT_EQ(string("\0A\0\0", 4), bytesOf(zeros));
