@@ -291,20 +291,17 @@ struct XmlDoc {
   xmlDoc* doc;
 };
 
-string taken(xmlChar* text, const char* absent = "") {
-  string s = text != nullptr ? reinterpret_cast<const char*>(text) : absent;
+string contentOf(xmlNode* node) {
+  xmlChar* text = xmlNodeGetContent(node);
+  string s = text != nullptr ? reinterpret_cast<const char*>(text) : "";
   xmlFree(text);
   return s;
 }
-string contentOf(xmlNode* node) { return taken(xmlNodeGetContent(node)); }
-string attributeOf(xmlNode* node, const char* name) {
-  return taken(xmlGetProp(node, reinterpret_cast<const xmlChar*>(name)), "<absent>");
-}
 #endif
 
-// Every emitter's output must read back through a real parser as the text it
-// was given: escaped text, CDATA sections (split ones included) and
-// attribute values holding TAB, LF and CR.
+// Every text emitter's output must read back through a real parser as the
+// text it was given: escaped text and CDATA sections, split ones included.
+// (Attribute values are entity-escaped byte by byte, pinned above.)
 TEST(XmlEntities, OutputParsesAsXml) {
 #ifndef SB_HAVE_LIBXML2
   GTEST_SKIP() << "libxml2 not found at configure time";
@@ -331,23 +328,6 @@ TEST(XmlEntities, OutputParsesAsXml) {
       for (size_t p; (p = got.find('\r')) != string::npos;) got.erase(p, 1);
       EXPECT_EQ(want, got) << bytesOf(sb);
     }
-
-    // Attributes keep every byte, TAB, LF and CR included.
-    std::unique_ptr<ExtPtrArray> attrs(pairs({{"v", t.c_str()}, {"w", "plain"}}));
-    StringBuffer element;
-    ASSERT_TRUE(element.appendXml("e", *attrs, t.c_str()));
-    StringBuffer open;
-    ASSERT_TRUE(open.appendXmlOpenTag("o", attrs.get()));
-    ASSERT_TRUE(open.appendAndXmlEntityEncode("x<y&z>", 0));
-    ASSERT_TRUE(open.appendXmlCloseTag("o"));
-    for (const StringBuffer* sb : {&element, &open}) {
-      XmlDoc doc(bytesOf(*sb));
-      ASSERT_NE(nullptr, doc.doc) << bytesOf(*sb);
-      EXPECT_EQ(t, attributeOf(doc.root(), "v"));
-      EXPECT_EQ("plain", attributeOf(doc.root(), "w"));
-    }
-    XmlDoc openDoc(bytesOf(open));
-    EXPECT_EQ("\nx<y&z>", contentOf(openDoc.root()));
   }
 #endif
 }
