@@ -25,6 +25,7 @@ TEST(CodePages, ConvertEncoding) {
       {"ASCII to 1258", "\xE9", 20127, 1258, "\xE9", true, false},
       {"ASCII to OEM converts", "\xE9", 20127, 437, "?", false, true},
       {"7-bit OEM to UTF-8", "abc", 437, 65001, "abc", true, false},
+      {"7-bit OEM past a word", "abcdefghijk", 437, 65001, "abcdefghijk", true, false},
       {"7-bit OEM to Latin-1", "abc", 437, 28591, "abc", true, false},
       {"OEM e acute to UTF-8", "a\x82", 437, 65001, "a\xC3\xA9", true, true},
       {"OEM e acute to 1252", "a\x82", 437, 1252, "a\xE9", true, true},
