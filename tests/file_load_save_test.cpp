@@ -113,6 +113,14 @@ TEST_F(FileLoadSave, LoadFailuresLeaveTheContent) {
 // Short reads are retried; the content takes one allocation, and when it
 // cannot be had the buffer keeps what it held.
 TEST_F(FileLoadSave, Reading) {
+  // The file layer's own opening: a good open leaves no error behind.
+  FileReader reader;
+  XString name;
+  name.setFromUtf8(write("open", "x").c_str());
+  int error = 7;
+  EXPECT_TRUE(_tvFileSys::openForRead(reader, name, false, error, nullptr));
+  EXPECT_EQ(0, error);
+
   const string bytes = string(5000, 'x') + "end";
   FileReader::TestControl::limitReadsTo(7);
   StringBuffer chunked;
@@ -194,11 +202,18 @@ TEST_F(FileLoadSave, SaveToFile) {
   EXPECT_EQ(0640u, st.st_mode & 07777u);
   EXPECT_TRUE(StringBuffer().saveToFileUtf8(path("new").c_str(), nullptr));
   EXPECT_EQ("", read(path("new")));
+  // Through a link, the file it names is replaced and the link stays.
+  ASSERT_EQ(0, symlink(path("new").c_str(), path("link").c_str()));
+  EXPECT_TRUE(StringBuffer("linked").saveToFileUtf8(path("link").c_str(), nullptr));
+  EXPECT_EQ("linked", read(path("new")));
+  EXPECT_TRUE(lstat(path("link").c_str(), &st) == 0 && S_ISLNK(st.st_mode));
 
   _tvFileSys::setFileAccessPolicy(true, false);
-  EXPECT_FALSE(StringBuffer("x").saveToFileUtf8(file.c_str(), nullptr));
+  LogBase log;
+  EXPECT_FALSE(StringBuffer("x").saveToFileUtf8(file.c_str(), &log));
+  EXPECT_NE(nullptr, std::strstr(log.getText(), "error: "));
   EXPECT_EQ(bytes, read(file));
-  EXPECT_EQ(2u, entries().size());  // no temporary file left behind
+  EXPECT_EQ(3u, entries().size());  // no temporary file left behind
 }
 
 TEST_F(FileLoadSave, FailedSaveKeepsTheOldFile) {
