@@ -247,6 +247,9 @@ TEST_F(FileLoadSave, AppendToFile) {
 
   _tvFileSys::setFileAccessPolicy(true, false);
   EXPECT_FALSE(StringBuffer("four").appendToFileUtf8(file.c_str(), nullptr));
+  XString name;
+  name.setFromUtf8(file.c_str());
+  EXPECT_FALSE(_tvFileSys::appendFileX(name, "four", 4, nullptr));  // the file layer asks too
   EXPECT_EQ("one,two,three", read(file));
 }
 
