@@ -113,13 +113,6 @@ TEST_F(FileLoadSave, LoadFailuresLeaveTheContent) {
 // Short reads are retried; the content takes one allocation, and when it
 // cannot be had the buffer keeps what it held.
 TEST_F(FileLoadSave, Reading) {
-  // The file layer's own opening: a good open leaves no error behind.
-  FileReader reader;
-  XString name;
-  name.setFromUtf8(write("open", "x").c_str());
-  int error = 7;
-  EXPECT_TRUE(_tvFileSys::openForRead(reader, name, false, error, nullptr));
-  EXPECT_EQ(0, error);
 
   const string bytes = string(5000, 'x') + "end";
   FileReader::TestControl::limitReadsTo(7);
