@@ -138,6 +138,27 @@ TEST_F(FileLoadSave, Reading) {
   EXPECT_NE(nullptr, std::strstr(log.getText(), "fileSize: 100000")) << log.getText();
 }
 
+// The reader itself: no name is ENOENT, and opening again closes the file
+// it held.
+TEST_F(FileLoadSave, Reader) {
+  const auto openFiles = [] {
+    int n = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+      while (readdir(d) != nullptr) ++n;
+      closedir(d);
+    }
+    return n;
+  };
+  FileReader reader;
+  int error = 0;
+  EXPECT_FALSE(reader.openUtf8("", error, nullptr));
+  EXPECT_EQ(ENOENT, error);
+  const int before = openFiles();
+  EXPECT_TRUE(reader.openUtf8(write("a", "1").c_str(), error, nullptr));
+  EXPECT_TRUE(reader.openUtf8(write("b", "2").c_str(), error, nullptr));
+  EXPECT_EQ(before + 1, openFiles());
+}
+
 TEST_F(FileLoadSave, CreateFromFile) {
   write("a:b", "colon");
   write("empty", "");
