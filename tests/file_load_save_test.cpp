@@ -153,10 +153,16 @@ TEST_F(FileLoadSave, Reader) {
   int error = 0;
   EXPECT_FALSE(reader.openUtf8("", error, nullptr));
   EXPECT_EQ(ENOENT, error);
+  EXPECT_FALSE(reader.openUtf8(m_dir.c_str(), error, nullptr));
+  EXPECT_EQ(EISDIR, error);
   const int before = openFiles();
   EXPECT_TRUE(reader.openUtf8(write("a", "1").c_str(), error, nullptr));
   EXPECT_TRUE(reader.openUtf8(write("b", "2").c_str(), error, nullptr));
   EXPECT_EQ(before + 1, openFiles());
+  // A size of 4 GiB or more cannot be told in 32 bits.
+  ASSERT_EQ(0, truncate(write("huge", "").c_str(), 0x100000005ll));
+  EXPECT_TRUE(reader.openUtf8(path("huge").c_str(), error, nullptr));
+  EXPECT_EQ(0xFFFFFFFFu, reader.fileSize32(nullptr));
 }
 
 TEST_F(FileLoadSave, CreateFromFile) {
