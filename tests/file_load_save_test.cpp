@@ -138,8 +138,8 @@ TEST_F(FileLoadSave, Reading) {
   EXPECT_NE(nullptr, std::strstr(log.getText(), "fileSize: 100000")) << log.getText();
 }
 
-// The reader itself: no name is ENOENT, and opening again closes the file
-// it held.
+// The reader itself: nothing open reads nothing, no name is ENOENT, and
+// opening again closes the file it held.
 TEST_F(FileLoadSave, Reader) {
   const auto openFiles = [] {
     int n = 0;
@@ -150,6 +150,11 @@ TEST_F(FileLoadSave, Reader) {
     return n;
   };
   FileReader reader;
+  char bytes[4];
+  unsigned int numRead = 9;
+  bool end = false;
+  EXPECT_FALSE(reader.readBytesToBuf32(bytes, 4, numRead, end, nullptr));  // nothing open
+  EXPECT_EQ(0u, numRead);
   int error = 0;
   EXPECT_FALSE(reader.openUtf8("", error, nullptr));
   EXPECT_EQ(ENOENT, error);
