@@ -164,6 +164,8 @@ TEST_F(FileLoadSave, Reader) {
   EXPECT_TRUE(reader.openUtf8(write("a", "1").c_str(), error, nullptr));
   EXPECT_TRUE(reader.openUtf8(write("b", "2").c_str(), error, nullptr));
   EXPECT_EQ(before + 1, openFiles());
+  EXPECT_TRUE(reader.readBytesToBuf32(bytes, 4, numRead, end, nullptr));  // the file ends early: not an error
+  EXPECT_EQ(1u, numRead);
   // A size of 4 GiB or more cannot be told in 32 bits.
   ASSERT_EQ(0, truncate(write("huge", "").c_str(), 0x100000005ll));
   EXPECT_TRUE(reader.openUtf8(path("huge").c_str(), error, nullptr));
