@@ -99,6 +99,11 @@ TEST(LibUtf, CodePointToUtf8) {
     _tvUtf::codePointToUtf8(r.cp, out, n);
     EXPECT_EQ(r.want, string(out, n)) << std::hex << r.cp;
   }
+  // Decoding stops where encoding does: F4 90 would lead past U+10FFFF.
+  const unsigned char beyond[] = {0xF4, 0x90, 0x80, 0x80};
+  uint32_t cp = 0;
+  EXPECT_EQ(1u, _tvUtf::decodeUtf8(beyond, beyond + 4, cp));
+  EXPECT_EQ(_tvUtf::kInvalid, cp);
 }
 
 TEST(LibUtf, Utf16ThroughCodePoints) {
