@@ -49,6 +49,7 @@ TEST(LibUtf, IsValidUtf8) {
       {"highest code point", "\xF4\x8F\xBF\xBF", true},
       {"bad fourth byte", "\xF0\x9F\x98" "A", false},
       {"fault behind the word loop", string(40, 'a') + "\xFF", false},
+      {"fault right behind a 32-byte ASCII stretch", string(32, 'a') + "\xFF" + string(8, 'a'), false},
       {"fault inside a 32-byte block", string(20, 'a') + "\xC3" + string(20, 'a'), false},
       {"character at a word edge", string(7, 'a') + "\xC3\xA9" + string(30, 'b'), true},
   };
@@ -99,11 +100,13 @@ TEST(LibUtf, CodePointToUtf8) {
     _tvUtf::codePointToUtf8(r.cp, out, n);
     EXPECT_EQ(r.want, string(out, n)) << std::hex << r.cp;
   }
-  // Decoding stops where encoding does: F4 90 would lead past U+10FFFF.
-  const unsigned char beyond[] = {0xF4, 0x90, 0x80, 0x80};
-  uint32_t cp = 0;
-  EXPECT_EQ(1u, _tvUtf::decodeUtf8(beyond, beyond + 4, cp));
-  EXPECT_EQ(_tvUtf::kInvalid, cp);
+  // A byte that leads nothing, or past U+10FFFF (F4 90), decodes as one bad byte.
+  for (const unsigned char* bad : {reinterpret_cast<const unsigned char*>("\xF4\x90\x80\x80"),
+                                   reinterpret_cast<const unsigned char*>("\xFF\x80\x80\x80")}) {
+    uint32_t cp = 0;
+    EXPECT_EQ(1u, _tvUtf::decodeUtf8(bad, bad + 4, cp));
+    EXPECT_EQ(_tvUtf::kInvalid, cp);
+  }
 }
 
 TEST(LibUtf, Utf16ThroughCodePoints) {
