@@ -107,6 +107,10 @@ TEST(LibUtf, CodePointToUtf8) {
     EXPECT_EQ(1u, _tvUtf::decodeUtf8(bad, bad + 4, cp));
     EXPECT_EQ(_tvUtf::kInvalid, cp);
   }
+  const auto* grin = reinterpret_cast<const unsigned char*>("\xF0\x9F\x98\x81");
+  uint32_t cp = 0;
+  EXPECT_EQ(4u, _tvUtf::decodeUtf8(grin, grin + 4, cp));
+  EXPECT_EQ(0x1F601u, cp);
 }
 
 TEST(LibUtf, Utf16ThroughCodePoints) {
@@ -116,6 +120,7 @@ TEST(LibUtf, Utf16ThroughCodePoints) {
       {"surrogate pair", string("\x3D\xD8\x00\xDE", 4), "\xF0\x9F\x98\x80", true},
       {"lone high surrogate", string("\x3D\xD8" "A\0", 4), "\xEF\xBF\xBD" "A", false},
       {"lone low surrogate", string("\x00\xDE", 2), "\xEF\xBF\xBD", false},
+      {"low surrogates never pair", string("\x00\xDC\x00\xDC", 4), "\xEF\xBF\xBD\xEF\xBF\xBD", false},
       {"high surrogate twice", string("\x3D\xD8\x3D\xD8\x00\xDE", 6), "\xEF\xBF\xBD\xF0\x9F\x98\x80", false},
       {"odd last byte", string("A\0B", 3), "A\xEF\xBF\xBD", false},
   };
