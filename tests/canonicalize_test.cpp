@@ -136,30 +136,11 @@ TEST(Canonicalize, PercentKeywords) {
       {"NoUrlEncodePercent AlwaysUrlEncodePercent", "%41%z", "%41%z"}, {"xxAlwaysUrlEncodePercentyy", "%41", "%2541"},
       {"alwaysurlencodepercent", "%41%z", "%41%25z"},  // keywords are case-sensitive
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.keywords);
-    EXPECT_EQ(r.want, canonical(kUri, r.in, r.keywords));
-  }
+  for (const Row& r : rows) EXPECT_EQ(r.want, canonical(kUri, r.in, r.keywords)) << r.keywords;
   // Only the URI path reads them.
   for (int op = kPart; op < kOpCount; ++op)
     for (const char* keywords : {"AlwaysUrlEncodePercent", "NoUrlEncodePercent"})
       EXPECT_EQ(canonical(Op(op), "%41%zz"), canonical(Op(op), "%41%zz", keywords)) << kOpNames[op];
-}
-
-TEST(Canonicalize, OwnOutputIsAFixedPoint) {
-  const string inputs[] = {"a b+c/%41%zz%", "\xE1\x88\xB4/x=y&z?*", string("%2f\0\x80 ~", 7), "%"};
-  const Op stable[] = {kUri, kPart, kPartSlash, kAwsQuery, kPath};
-  for (const string& in : inputs)
-    for (Op op : stable) {
-      const string once = canonical(op, in);
-      EXPECT_EQ(once, canonical(op, once)) << kOpNames[op];
-    }
-  for (const string& in : inputs) {
-    const string once = canonical(kUri, in, "NoUrlEncodePercent");
-    EXPECT_EQ(once, canonical(kUri, once, "NoUrlEncodePercent"));
-  }
-  // Not under "AlwaysUrlEncodePercent": each call encodes every "%" again.
-  EXPECT_EQ("%2520", canonical(kUri, canonical(kUri, " ", "AlwaysUrlEncodePercent"), "AlwaysUrlEncodePercent"));
 }
 
 TEST(Canonicalize, AllocatesOnceOrNotAtAll) {
@@ -230,10 +211,7 @@ TEST(Canonicalize, AwsSignatureV4Suite) {
       {"already encoded segment", "/example%20space/", "/example%20space/"},
       {"reserved characters", "/a:b@c!d$e'f(g)h*i+j,k;l=m", "/a%3Ab%40c%21d%24e%27f%28g%29h%2Ai%2Bj%2Ck%3Bl%3Dm"},
   };
-  for (const Row& r : paths) {
-    SCOPED_TRACE(r.name);
-    EXPECT_EQ(r.canonicalPath, canonical(kUri, r.path));
-  }
+  for (const Row& r : paths) EXPECT_EQ(r.canonicalPath, canonical(kUri, r.path)) << r.name;
   // Services other than S3 encode the path twice: "%" of the first pass
   // becomes %25 in the second.
   EXPECT_EQ("/documents%2520and%2520settings/",
@@ -243,12 +221,8 @@ TEST(Canonicalize, AwsSignatureV4Suite) {
   const Param params[] = {
       {"get-vanilla-query-unreserved", kUnreserved, kUnreserved, kUnreserved + "=" + kUnreserved},
       {"get-vanilla-utf8-query", "\xE1\x88\xB4", "bar", "%E1%88%B4=bar"},
-      {"get-vanilla-query", "Param1", "value1", "Param1=value1"},
       {"empty value", "Param1", "", "Param1="},
-      {"equals sign in a value", "Param1", "a=b", "Param1=a%3Db"},
-      {"plus in a value", "Param1", "a+b", "Param1=a%2Bb"},
-      {"space in a value", "Param1", "a b", "Param1=a%20b"},
-      {"slash in a value", "prefix", "photos/2006/", "prefix=photos%2F2006%2F"},
+      {"reserved bytes in a value", "prefix", "a=b+c d/", "prefix=a%3Db%2Bc%20d%2F"},
   };
   for (const Param& p : params) {
     SCOPED_TRACE(p.name);

@@ -63,7 +63,8 @@ TEST(CharReplace, ReplaceCharUtf8) {
       // from is looked for as a byte first: the UTF-8 form alone is not it.
       {"Latin-1 character as a byte only", "caf\xC3\xA9", static_cast<char>(0xE9), 'e', "caf\xC3\xA9"},
       {"absent", "abc", 'x', 'y', "abc"},
-      {"zero from", "abc", 0, 'y', "abc"},
+      {"zero from, zero byte inside", string("a\0b", 3), 0, 'y', string("a\0b", 3)},
+      {"content of one byte", "-", '-', '+', "+"},
       {"absent before a zero byte", string("ab\0x", 4), 'x', 'y', string("ab\0x", 4)},
   };
   for (const Row& r : rows) {

@@ -24,7 +24,9 @@ TEST(CodePages, ConvertEncoding) {
       {"ASCII to Latin-9", "\xE9", 20127, 28605, "\xE9", true, false},
       {"ASCII to 1258", "\xE9", 20127, 1258, "\xE9", true, false},
       {"ASCII to OEM converts", "\xE9", 20127, 437, "?", false, true},
+      {"ASCII to an unknown page converts", "abc", 20127, 1259, "", false, true},
       {"7-bit OEM to UTF-8", "abc", 437, 65001, "abc", true, false},
+      {"7-bit OEM past a word", "abcdefghijk", 437, 65001, "abcdefghijk", true, false},
       {"7-bit OEM to Latin-1", "abc", 437, 28591, "abc", true, false},
       {"OEM e acute to UTF-8", "a\x82", 437, 65001, "a\xC3\xA9", true, true},
       {"OEM e acute to 1252", "a\x82", 437, 1252, "a\xE9", true, true},
@@ -63,12 +65,13 @@ TEST(CodePages, ConvertEncoding2) {
   StringBuffer out2;
   EXPECT_TRUE(ascii.convertEncoding2(20127, 65001, out2, log));
   EXPECT_TRUE(ascii.convertEncoding2(7, 7, out2, log));
+  EXPECT_TRUE(ascii.convertEncoding2(0, 65001, out2, log));
   EXPECT_FALSE(ascii.convertEncoding2(65001, 28591, out2, log));
   EXPECT_FALSE(ascii.convertEncoding2(65001, 4242, out2, log));
-  EXPECT_EQ("x\xE9x\xE9", bytesOf(out2));
+  EXPECT_EQ("x\xE9x\xE9x\xE9", bytesOf(out2));
   StringBuffer empty;
   EXPECT_TRUE(empty.convertEncoding2(65001, 4242, out2, log));
-  EXPECT_EQ(4u, out2.getSize());
+  EXPECT_EQ(6u, out2.getSize());
 }
 
 TEST(CodePages, InPlaceConversions) {

@@ -43,6 +43,7 @@ TEST(Decoding, Decode) {
       {"base32 lower case, padded", "base32", "nbswy3dpeb3w64tmmq======", true, "hello world"},
       {"base32 seven symbols", "base32", "NBSWY3D", true, "hell"},
       {"base32 cut", "base32", "NBSWY3", false, ""},
+      {"base32 one symbol into a second group", "base32", "NBSWY3DPE", false, ""},
       {"quoted-printable", "quoted-printable", "caf=C3=a9 =\r\nnext=\nline", true, "caf\xC3\xA9 nextline"},
       {"quoted-printable bad escape", "qp", "a=4", false, ""},
       {"url", "url", "a%20b+c%2f", true, "a b+c/"},
@@ -60,6 +61,12 @@ TEST(Decoding, Decode) {
     // out as it was.
     EXPECT_EQ(r.ok ? "<" + r.want + string(1, '\0') : "<", bytesOf(out));
   }
+  // An unknown name is logged: one error line and the name.
+  LogBase log;
+  DataBuffer out;
+  EXPECT_FALSE(bufferOf("abc").decode("rot13", out, log));
+  const string text = log.getText();
+  EXPECT_TRUE(text.find("error: ") != string::npos && text.find("rot13") != string::npos) << text;
 }
 
 TEST(Decoding, DecodeInPlace) {
@@ -72,6 +79,11 @@ TEST(Decoding, DecodeInPlace) {
   EXPECT_EQ("not base64!", bytesOf(bad));
   EXPECT_FALSE(bad.decode_in_place(99, log));
   EXPECT_EQ("not base64!", bytesOf(bad));
+  DataBuffer bytes;
+  EXPECT_FALSE(_clsEncode::decodeBytes(7, reinterpret_cast<const unsigned char*>("a=41"), 4, bytes));
+  EXPECT_FALSE(_clsEncode::decodeBytes(0, reinterpret_cast<const unsigned char*>("a=41"), 4, bytes));
+  EXPECT_FALSE(_clsEncode::decodeBytes(1, nullptr, 4, bytes));
+  EXPECT_TRUE(_clsEncode::decodeBytes(1, nullptr, 0, bytes));
   StringBuffer zeros("00410000");
   EXPECT_TRUE(zeros.decode_in_place(3, log));
   EXPECT_EQ(string("\0A\0\0", 4), bytesOf(zeros));
@@ -124,6 +136,7 @@ TEST(Decoding, EncodedWords) {
       {"ISO-2022-JP", "=?iso-2022-jp?B?GyRCJCIbKEI=?=", "\xE3\x81\x82"},
       {"GB2312", "=?gb2312?B?1tA=?=", "\xE4\xB8\xAD"},
       {"unknown charset left", "=?x-klingon?Q?a?=", "=?x-klingon?Q?a?="},
+      {"unknown charset after a good word", "=?utf-8?Q?a?= =?x-klingon?Q?b?=", "a =?x-klingon?Q?b?="},
       {"bad Q escape left", "=?utf-8?Q?a=G1?=", "=?utf-8?Q?a=G1?="},
       {"bad base64 left", "=?utf-8?B?***?=", "=?utf-8?B?***?="},
       {"unknown form left", "=?utf-8?X?a?=", "=?utf-8?X?a?="},
@@ -134,10 +147,7 @@ TEST(Decoding, EncodedWords) {
       {"no words", "plain = text ? here", "plain = text ? here"},
       {"empty word", "a=?utf-8?Q?" "?=b", "ab"},
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.name);
-    EXPECT_EQ(r.want, decodeWords(r.in));
-  }
+  for (const Row& r : rows) EXPECT_EQ(r.want, decodeWords(r.in)) << r.name;
 }
 
 // qbDecode decodes both kinds of word; a text without any is not rebuilt.

@@ -88,12 +88,13 @@ TEST_F(FileLoadSave, LoadFileX) {
 TEST_F(FileLoadSave, LoadFailuresLeaveTheContent) {
   write("f", "0123456789");
   mkdir(path("d").c_str(), 0700);
-  struct Row { const char* name; string file; bool forbid; uint32_t endAfter; };
+  // logged: what a given log must hold afterwards.
+  struct Row { const char* name; string file; bool forbid; uint32_t endAfter; std::vector<const char*> logged; };
   const Row rows[] = {
-      {"missing file", path("nothing"), false, 0},
-      {"directory", path("d"), false, 0},
-      {"reading forbidden", path("f"), true, 0},
-      {"file ends before its size", path("f"), false, 4},
+      {"missing file", path("nothing"), false, 0, {"error: ", "nothing"}},
+      {"directory", path("d"), false, 0, {}},
+      {"reading forbidden", path("f"), true, 0, {}},
+      {"file ends before its size", path("f"), false, 4, {"bytes_received: 4", "filesize: 10", "error: "}},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
@@ -104,29 +105,15 @@ TEST_F(FileLoadSave, LoadFailuresLeaveTheContent) {
     EXPECT_FALSE(sb.loadFileUtf8(r.file.c_str(), &log));
     EXPECT_FALSE(sb.loadFileUtf8(r.file.c_str(), nullptr));
     EXPECT_EQ("kept", bytesOf(sb));
-    if (r.endAfter != 0) {
-      EXPECT_NE(nullptr, std::strstr(log.getText(), "bytes_received: 4"));
-      EXPECT_NE(nullptr, std::strstr(log.getText(), "filesize: 10"));
-    }
-  }
-  rmdir(path("d").c_str());
-  _tvFileSys::setFileAccessPolicy(true, true);
-  FileReader::TestControl::reset();
-
-  // A real file that reports more than it holds: sysfs gives every
-  // attribute a size of 4096.
-  const char* sysfs = "/sys/kernel/mm/transparent_hugepage/enabled";
-  struct stat st;
-  if (stat(sysfs, &st) == 0 && st.st_size == 4096) {
-    StringBuffer sb("kept");
-    EXPECT_FALSE(sb.loadFileUtf8(sysfs, nullptr));
-    EXPECT_EQ("kept", bytesOf(sb));
+    EXPECT_STREQ("kept", sb.getString());  // the bytes read in part lie behind the terminator
+    for (const char* text : r.logged) EXPECT_NE(nullptr, std::strstr(log.getText(), text)) << text;
   }
 }
 
 // Short reads are retried; the content takes one allocation, and when it
 // cannot be had the buffer keeps what it held.
 TEST_F(FileLoadSave, Reading) {
+
   const string bytes = string(5000, 'x') + "end";
   FileReader::TestControl::limitReadsTo(7);
   StringBuffer chunked;
@@ -143,10 +130,46 @@ TEST_F(FileLoadSave, Reading) {
     EXPECT_EQ(100000u, sb.getSize());
   }
   StringBuffer kept("kept");
+  LogBase log;
   ScopedAllocatorControl control;
   control.failNth(1);
-  EXPECT_FALSE(kept.loadFileUtf8(file.c_str(), nullptr));
+  EXPECT_FALSE(kept.loadFileUtf8(file.c_str(), &log));
   EXPECT_EQ("kept", bytesOf(kept));
+  EXPECT_NE(nullptr, std::strstr(log.getText(), "fileSize: 100000")) << log.getText();
+}
+
+// The reader itself: nothing open reads nothing, no name is ENOENT, and
+// opening again closes the file it held.
+TEST_F(FileLoadSave, Reader) {
+  const auto openFiles = [] {
+    int n = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+      while (readdir(d) != nullptr) ++n;
+      closedir(d);
+    }
+    return n;
+  };
+  FileReader reader;
+  char bytes[4];
+  unsigned int numRead = 9;
+  bool end = false;
+  EXPECT_FALSE(reader.readBytesToBuf32(bytes, 4, numRead, end, nullptr));  // nothing open
+  EXPECT_EQ(0u, numRead);
+  int error = 0;
+  EXPECT_FALSE(reader.openUtf8("", error, nullptr));
+  EXPECT_EQ(ENOENT, error);
+  EXPECT_FALSE(reader.openUtf8(m_dir.c_str(), error, nullptr));
+  EXPECT_EQ(EISDIR, error);
+  const int before = openFiles();
+  EXPECT_TRUE(reader.openUtf8(write("a", "1").c_str(), error, nullptr));
+  EXPECT_TRUE(reader.openUtf8(write("b", "2").c_str(), error, nullptr));
+  EXPECT_EQ(before + 1, openFiles());
+  EXPECT_TRUE(reader.readBytesToBuf32(bytes, 4, numRead, end, nullptr));  // the file ends early: not an error
+  EXPECT_EQ(1u, numRead);
+  // A size of 4 GiB or more cannot be told in 32 bits.
+  ASSERT_EQ(0, truncate(write("huge", "").c_str(), 0x100000005ll));
+  EXPECT_TRUE(reader.openUtf8(path("huge").c_str(), error, nullptr));
+  EXPECT_EQ(0xFFFFFFFFu, reader.fileSize32(nullptr));
 }
 
 TEST_F(FileLoadSave, CreateFromFile) {
@@ -169,6 +192,25 @@ TEST_F(FileLoadSave, CreateFromFile) {
     }
     StringBuffer::deleteSb(sb);
   }
+  // Only the first 999 bytes of a path count: with the scheme, the file at
+  // the 991 bytes behind it is found, whatever follows them.
+  string deep = m_dir;
+  std::vector<string> dirs;
+  for (; deep.size() < 991 - 256; dirs.push_back(deep)) mkdir((deep += "/" + string(200, 'd')).c_str(), 0700);
+  deep += "/" + string(991 - deep.size() - 1, 'f');
+  std::ofstream(deep) << "deep";
+  StringBuffer* sb = StringBuffer::createFromFileUtf8(("file:///" + deep + "/beyond").c_str(), nullptr);
+  EXPECT_STREQ("deep", sb != nullptr ? sb->getString() : "<none>");
+  StringBuffer::deleteSb(sb);
+  std::remove(deep.c_str());
+  for (auto d = dirs.rbegin(); d != dirs.rend(); ++d) rmdir(d->c_str());
+  // A (sparse) file too large for the 32-bit size is refused up front.
+  write("huge", "");
+  ASSERT_EQ(0, truncate(path("huge").c_str(), 0xFFFFFFFFll - 100));
+  LogBase log;
+  EXPECT_EQ(nullptr, StringBuffer::createFromFileUtf8(path("huge").c_str(), nullptr));
+  EXPECT_EQ(nullptr, StringBuffer::createFromFileUtf8(path("huge").c_str(), &log));
+  EXPECT_NE(nullptr, std::strstr(log.getText(), "error: "));
   // It asks for the write permission, then the read permission.
   for (bool read : {false, true}) {
     _tvFileSys::setFileAccessPolicy(read, !read);
@@ -187,11 +229,18 @@ TEST_F(FileLoadSave, SaveToFile) {
   EXPECT_EQ(0640u, st.st_mode & 07777u);
   EXPECT_TRUE(StringBuffer().saveToFileUtf8(path("new").c_str(), nullptr));
   EXPECT_EQ("", read(path("new")));
+  // Through a link, the file it names is replaced and the link stays.
+  ASSERT_EQ(0, symlink(path("new").c_str(), path("link").c_str()));
+  EXPECT_TRUE(StringBuffer("linked").saveToFileUtf8(path("link").c_str(), nullptr));
+  EXPECT_EQ("linked", read(path("new")));
+  EXPECT_TRUE(lstat(path("link").c_str(), &st) == 0 && S_ISLNK(st.st_mode));
 
   _tvFileSys::setFileAccessPolicy(true, false);
-  EXPECT_FALSE(StringBuffer("x").saveToFileUtf8(file.c_str(), nullptr));
+  LogBase log;
+  EXPECT_FALSE(StringBuffer("x").saveToFileUtf8(file.c_str(), &log));
+  EXPECT_NE(nullptr, std::strstr(log.getText(), "error: "));
   EXPECT_EQ(bytes, read(file));
-  EXPECT_EQ(2u, entries().size());  // no temporary file left behind
+  EXPECT_EQ(3u, entries().size());  // no temporary file left behind
 }
 
 TEST_F(FileLoadSave, FailedSaveKeepsTheOldFile) {
@@ -225,6 +274,9 @@ TEST_F(FileLoadSave, AppendToFile) {
 
   _tvFileSys::setFileAccessPolicy(true, false);
   EXPECT_FALSE(StringBuffer("four").appendToFileUtf8(file.c_str(), nullptr));
+  XString name;
+  name.setFromUtf8(file.c_str());
+  EXPECT_FALSE(_tvFileSys::appendFileX(name, "four", 4, nullptr));  // the file layer asks too
   EXPECT_EQ("one,two,three", read(file));
 }
 

@@ -78,13 +78,22 @@ TEST(Iso2022, Scanner) {
   EXPECT_TRUE(scanner.captureUntilMarker("--", out));
   EXPECT_EQ("ab--cd", bytesOf(out));
   EXPECT_EQ(0, scanner.advancePastMarker("zz", out));
-  EXPECT_EQ(0, scanner.advancePastMarker("", out));
+  EXPECT_EQ(0, scanner.advancePastMarker("", out) + scanner.advancePastMarker(nullptr, out));
   EXPECT_STREQ("--ef", scanner.remaining());
   EXPECT_TRUE(scanner.captureUntilMarker("zz", out));
   EXPECT_TRUE(scanner.atEnd());
   EXPECT_EQ("ab--cd--ef", bytesOf(out));
   scanner.setString(nullptr);
   EXPECT_TRUE(scanner.atEnd());
+  // No room for the bytes: nothing is consumed.
+  const string text = string(300, 'x') + "--";
+  scanner.setString(text.c_str());
+  StringBuffer small;
+  ScopedAllocatorControl control;
+  control.failAbove(1);
+  EXPECT_EQ(0, scanner.advancePastMarker("--", small));
+  EXPECT_FALSE(scanner.captureUntilMarker("--", small));
+  EXPECT_EQ(text, scanner.remaining());
 }
 
 }  // namespace

@@ -64,6 +64,7 @@ TEST(LibUtf, IsValidUtf8) {
       {"highest code point", "\xF4\x8F\xBF\xBF", true},
       {"bad fourth byte", "\xF0\x9F\x98" "A", false},
       {"fault behind the word loop", string(40, 'a') + "\xFF", false},
+      {"fault right behind a 32-byte ASCII stretch", string(32, 'a') + "\xFF" + string(8, 'a'), false},
       {"fault inside a 32-byte block", string(20, 'a') + "\xC3" + string(20, 'a'), false},
       {"character at a word edge", string(7, 'a') + "\xC3\xA9" + string(30, 'b'), true},
       {"cut at 64, ASCII block after", string(62, 'a') + "\xF0\x9F" + string(200, 'a'), false},
@@ -189,6 +190,17 @@ TEST(LibUtf, CodePointToUtf8) {
     _tvUtf::codePointToUtf8(r.cp, out, n);
     EXPECT_EQ(r.want, string(out, n)) << std::hex << r.cp;
   }
+  // A byte that leads nothing, or past U+10FFFF (F4 90), decodes as one bad byte.
+  for (const unsigned char* bad : {reinterpret_cast<const unsigned char*>("\xF4\x90\x80\x80"),
+                                   reinterpret_cast<const unsigned char*>("\xFF\x80\x80\x80")}) {
+    uint32_t cp = 0;
+    EXPECT_EQ(1u, _tvUtf::decodeUtf8(bad, bad + 4, cp));
+    EXPECT_EQ(_tvUtf::kInvalid, cp);
+  }
+  const auto* grin = reinterpret_cast<const unsigned char*>("\xF0\x9F\x98\x81");
+  uint32_t cp = 0;
+  EXPECT_EQ(4u, _tvUtf::decodeUtf8(grin, grin + 4, cp));
+  EXPECT_EQ(0x1F601u, cp);
 }
 
 TEST(LibUtf, Utf16ThroughCodePoints) {
@@ -198,6 +210,7 @@ TEST(LibUtf, Utf16ThroughCodePoints) {
       {"surrogate pair", string("\x3D\xD8\x00\xDE", 4), "\xF0\x9F\x98\x80", true},
       {"lone high surrogate", string("\x3D\xD8" "A\0", 4), "\xEF\xBF\xBD" "A", false},
       {"lone low surrogate", string("\x00\xDE", 2), "\xEF\xBF\xBD", false},
+      {"low surrogates never pair", string("\x00\xDC\x00\xDC", 4), "\xEF\xBF\xBD\xEF\xBF\xBD", false},
       {"high surrogate twice", string("\x3D\xD8\x3D\xD8\x00\xDE", 6), "\xEF\xBF\xBD\xF0\x9F\x98\x80", false},
       {"odd last byte", string("A\0B", 3), "A\xEF\xBF\xBD", false},
   };

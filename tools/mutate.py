@@ -15,7 +15,14 @@ counted; one that times out counts as caught.
 
 By default a room is tested by its own test file (src/x/word_search.cpp ->
 tests/word_search_test.cpp, src/lib/MimeCodec.cpp -> tests/lib_mime_codec_test.cpp)
-plus the cross-cutting sweeps; --all-tests runs the whole suite per mutant.
+plus the cross-cutting sweeps; --tests names the executables instead (for a
+lower-layer file whose behaviour is tested through the rooms that use it), and
+--all-tests runs the whole suite per mutant.
+
+  tools/mutate.py src/lib/StringScanner.cpp --tests iso2022_test
+
+Each file's sample depends only on the seed and the file, so a file sampled
+alone or in a list with others gets the same mutants.
 """
 import argparse
 import random
@@ -79,10 +86,15 @@ def run(cmd, timeout=None, **kw):
         return "timeout"
 
 
-def tests_for(source, all_tests):
+def tests_for(source, all_tests, named=None):
     names = sorted(p.stem for p in (ROOT / "tests").glob("*_test.cpp"))
     if all_tests:
         return names
+    if named:
+        unknown = [n for n in named if n not in names]
+        if unknown:
+            sys.exit(f"mutate: no such test executable: {' '.join(unknown)}")
+        return named + [n for n in CROSS_TESTS if n in names and n not in named]
     stem = source.stem
     if source.parent.name == "lib":
         stem = "lib_" + re.sub(r"(?<!^)(?=[A-Z])", "_", stem).lower()
@@ -90,15 +102,34 @@ def tests_for(source, all_tests):
     return own + [n for n in CROSS_TESTS if n in names and n not in own]
 
 
+def sync(source, dest):
+    """Makes dest a copy of source, rewriting only the files whose bytes differ.
+    A rewritten file gets a fresh timestamp, so the build never keeps an object
+    compiled from an older mutant, and an unchanged one keeps its old timestamp,
+    so a second run rebuilds only what changed."""
+    if source.is_file():
+        if not dest.is_file() or dest.read_bytes() != source.read_bytes():
+            dest.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(source, dest)
+        return
+    if dest.is_file():
+        dest.unlink()
+    dest.mkdir(parents=True, exist_ok=True)
+    wanted = {p.name for p in source.iterdir()}
+    for stale in dest.iterdir():
+        if stale.name not in wanted:
+            shutil.rmtree(stale) if stale.is_dir() else stale.unlink()
+    for p in source.iterdir():
+        sync(p, dest / p.name)
+
+
 def prepare():
-    if TREE.exists():
-        shutil.rmtree(TREE)
-    TREE.mkdir(parents=True)
+    TREE.mkdir(parents=True, exist_ok=True)
     for name in ["src", "tests", "cmake", "CMakeLists.txt"]:
-        source = ROOT / name
-        (shutil.copytree if source.is_dir() else shutil.copy2)(source, TREE / name)
+        sync(ROOT / name, TREE / name)
     rc = run(["cmake", "-S", str(TREE), "-B", str(BUILD), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-              "-DSTRINGBUFFER_BUILD_BENCHMARKS=OFF", "-DSTRINGBUFFER_BUILD_EXAMPLES=OFF"])
+              "-DSTRINGBUFFER_BUILD_BENCHMARKS=OFF", "-DSTRINGBUFFER_BUILD_EXAMPLES=OFF",
+              "-DSTRINGBUFFER_BUILD_TOOLS=OFF"])
     if rc != 0:
         sys.exit("mutate: configure failed")
 
@@ -121,23 +152,24 @@ def main():
     ap.add_argument("--seed", type=int, default=1)
     ap.add_argument("--timeout", type=int, default=60, help="seconds per test executable")
     ap.add_argument("--all-tests", action="store_true", help="run the whole suite for every mutant")
+    ap.add_argument("--tests", type=lambda v: [n for n in v.split(",") if n], metavar="NAME[,NAME]",
+                    help="test executables to run (the cross-cutting sweeps are added)")
     args = ap.parse_args()
     files = sorted((ROOT / "src").rglob("*.cpp")) if args.all else [ROOT / f for f in args.files]
     if not files:
         ap.error("name source files or pass --all")
     prepare()
-    rng = random.Random(args.seed)
     summary = []
     for source in files:
         rel = source.relative_to(ROOT)
         target_file = TREE / rel
-        targets = tests_for(source, args.all_tests)
+        targets = tests_for(source, args.all_tests, args.tests)
         if not targets:
             print(f"{rel}: no tests to run, skipped")
             continue
         original, mutants = mutants_of(source)
         if args.max and len(mutants) > args.max:
-            mutants = rng.sample(mutants, args.max)
+            mutants = random.Random(args.seed).sample(mutants, args.max)
         # A clean build first: a suite that fails unmutated makes every mutant look caught.
         target_file.write_text("".join(original))
         built, failed = check(targets, args.timeout)
