@@ -12,6 +12,7 @@ counted; one that times out counts as caught.
 
   tools/mutate.py src/text/word_search.cpp --max 25        # one room, a sample
   tools/mutate.py --all --max 0 --all-tests                # the full pass
+  tools/mutate.py src/core/factories.cpp --sanitize         # overflows count as caught
 
 By default a room is tested by its own test file (src/x/word_search.cpp ->
 tests/word_search_test.cpp, src/lib/MimeCodec.cpp -> tests/lib_mime_codec_test.cpp)
@@ -123,13 +124,17 @@ def sync(source, dest):
         sync(p, dest / p.name)
 
 
-def prepare():
+def prepare(sanitize):
     TREE.mkdir(parents=True, exist_ok=True)
     for name in ["src", "tests", "cmake", "CMakeLists.txt"]:
         sync(ROOT / name, TREE / name)
     rc = run(["cmake", "-S", str(TREE), "-B", str(BUILD), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
               "-DSTRINGBUFFER_BUILD_BENCHMARKS=OFF", "-DSTRINGBUFFER_BUILD_EXAMPLES=OFF",
-              "-DSTRINGBUFFER_BUILD_TOOLS=OFF"])
+              "-DSTRINGBUFFER_BUILD_TOOLS=OFF",
+              # The suite runs under the sanitizers in CI, so an overflow or a
+              # use after free that only they report is a caught fault there too.
+              "-DCMAKE_CXX_FLAGS=" + ("-fsanitize=address,undefined -fno-sanitize-recover=all"
+                                      if sanitize else "")])
     if rc != 0:
         sys.exit("mutate: configure failed")
 
@@ -152,13 +157,18 @@ def main():
     ap.add_argument("--seed", type=int, default=1)
     ap.add_argument("--timeout", type=int, default=60, help="seconds per test executable")
     ap.add_argument("--all-tests", action="store_true", help="run the whole suite for every mutant")
+    ap.add_argument("--sanitize", action="store_true",
+                    help="build the mutants with ASan+UBSan (separate build folder)")
     ap.add_argument("--tests", type=lambda v: [n for n in v.split(",") if n], metavar="NAME[,NAME]",
                     help="test executables to run (the cross-cutting sweeps are added)")
     args = ap.parse_args()
     files = sorted((ROOT / "src").rglob("*.cpp")) if args.all else [ROOT / f for f in args.files]
     if not files:
         ap.error("name source files or pass --all")
-    prepare()
+    if args.sanitize:
+        global BUILD
+        BUILD = WORK / "build-asan"
+    prepare(args.sanitize)
     summary = []
     for source in files:
         rel = source.relative_to(ROOT)
