@@ -634,7 +634,10 @@ void codePages(Case& c) {
       CHECK(ok || !model::isUtf8(c.content));
       if (!ok) break;
       CHECK(conv.EncConvert(1200, 65001, wide.getData2(), wide.getSize(), utf8, log));
-      CHECK(dataOf(utf8) == c.content);
+      // A leading U+FEFF reads back as the UTF-16 byte-order mark, which
+      // decoding drops.
+      const bool marked = c.content.compare(0, 3, "\xEF\xBB\xBF") == 0;
+      CHECK(dataOf(utf8) == (marked ? c.content.substr(3) : c.content));
       break;
     }
     case 2:
