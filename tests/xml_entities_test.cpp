@@ -265,6 +265,7 @@ TEST(XmlEntities, SecureTemporaries) {
     ops[i](sb);
     EXPECT_GE(watcher.releases(), 1u);
     EXPECT_FALSE(watcher.sawContent());
+    EXPECT_NE(string::npos, bytesOf(sb).find(string(150, 's'), 154)) << "read after the move";
   }
 }
 
