@@ -51,6 +51,7 @@ TEST(DataBuffer, FailedGrowthLeavesContentUnchanged) {
   Control::reset();
   ByteAllocator::release(ByteAllocator::allocate(1), 1);
   EXPECT_EQ(1u, watcher.releases());
+  EXPECT_EQ(0u, Control::allocationCount()) << "no count after a reset";
 }
 
 TEST(DataBuffer, AppendOfItsOwnBytesSurvivesGrowth) {
