@@ -28,17 +28,30 @@ TEST(Iso2022, ReplaceAndRestore) {
       {"placeholder text in another case stays", "tv_iso2022_1" + kOpen + "AB" + kClose,
        "tv_iso2022_1" + kOpen + "TV_ISO2022_1" + kClose, {"AB"}},
       {"no segment before a zero byte keeps the bytes behind it", string("a\0", 2) + kOpen + "AB", string("a\0", 2) + kOpen + "AB", {}},
+      {"placeholder numbered past the segments stays", "TV_ISO2022_2" + kOpen + "AB" + kClose,
+       "TV_ISO2022_2" + kOpen + "TV_ISO2022_1" + kClose, {"AB"}},
+      // On the heap, and the content shrinks: the bytes left behind the new
+      // end and the segment's own block must both be wiped.
+      {"long segment", "a" + kOpen + string(600, 'Z') + kClose, "a" + kOpen + "TV_ISO2022_1" + kClose, {string(600, 'Z')}},
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
-    StringBuffer sb = bufferOf(r.text);
-    StringBufferArray parts;
-    sb.iso2022Replace(parts);
-    EXPECT_EQ(r.shielded, bytesOf(sb));
-    ASSERT_EQ(static_cast<int>(r.parts.size()), parts.getSize());
-    for (int i = 0; i < parts.getSize(); ++i) EXPECT_EQ(r.parts[i], bytesOf(*parts.sbAt(i)));
-    sb.iso2022Restore(parts);
-    EXPECT_EQ(r.text, bytesOf(sb));
+    StringBufferArray parts;  // its slots hold no content: released after the watch
+    ReleaseWatcher watcher(64);  // what the long segment leaves behind the shielded text
+    {
+      StringBuffer sb;
+      sb.setSecureBuf(true);
+      sb.appendN(r.text.data(), static_cast<unsigned int>(r.text.size()));
+      sb.iso2022Replace(parts);
+      EXPECT_EQ(r.shielded, bytesOf(sb));
+      sb.minimizeMemoryUsage();  // gives back the block the segments left
+      ASSERT_EQ(static_cast<int>(r.parts.size()), parts.getSize());
+      for (int i = 0; i < parts.getSize(); ++i) EXPECT_EQ(r.parts[i], bytesOf(*parts.sbAt(i)));
+      sb.iso2022Restore(parts);
+      EXPECT_EQ(r.text, bytesOf(sb));
+      while (parts.getSize() != 0) TarvexObject::deleteObject(parts.removeAt(0));
+    }
+    EXPECT_FALSE(watcher.sawContent());
   }
 }
 

@@ -26,6 +26,32 @@ TEST(DataBuffer, FailedGrowthLeavesContentUnchanged) {
   control.failAbove(0);
   ASSERT_TRUE(db.ensureBuffer(100));
   EXPECT_GE(db.getBufSize() - db.getSize(), 100u) << "room is reserved";
+  // Each switch arms the allocator by itself, with no count running, and
+  // reset disarms it.
+  using Control = ByteAllocator::TestControl;
+  struct Step { void (*arm)(); uint32_t n; bool fails; };
+  const Step steps[] = {
+      {[] { Control::failNthAllocation(1); }, 1, true},
+      {[] { Control::failAllocationsAbove(1); }, 2, true},
+      {[] { Control::failAllocationsAbove(1); }, 1, false},
+      {[] { Control::failAllocationsAbove(1); }, 0, false},  // a block holds a byte even then
+      {[] { Control::failAllocationsAbove(1); Control::reset(); }, 2, false},
+  };
+  for (const Step& s : steps) {
+    Control::reset();
+    s.arm();
+    unsigned char* block = ByteAllocator::allocate(s.n);
+    EXPECT_EQ(s.fails, block == nullptr) << s.n;
+    if (block != nullptr) block[0] = 1;
+    ByteAllocator::release(block, 1);
+  }
+  Control::reset();
+  ReleaseWatcher watcher(0);
+  ByteAllocator::release(ByteAllocator::allocate(1), 1);
+  Control::reset();
+  ByteAllocator::release(ByteAllocator::allocate(1), 1);
+  EXPECT_EQ(1u, watcher.releases());
+  EXPECT_EQ(0u, Control::allocationCount()) << "no count after a reset";
 }
 
 TEST(DataBuffer, AppendOfItsOwnBytesSurvivesGrowth) {

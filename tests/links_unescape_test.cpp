@@ -101,7 +101,9 @@ TEST(LinksUnescape, RemoveCrlEntries) {
     StringBuffer sb = bufferOf(r.in);
     ScopedAllocatorControl control;
     sb.removeCrlEntries(log);
-    EXPECT_EQ(r.want.empty() ? r.in : r.want, bytesOf(sb));  // "" marks "unchanged"
+    const string& want = r.want.empty() ? r.in : r.want;  // "" marks "unchanged"
+    EXPECT_EQ(want, bytesOf(sb));
+    EXPECT_STREQ(want.c_str(), sb.getString());  // the zero byte after the cut
     EXPECT_EQ(0u, control.allocations());
   }
   // Only one run per call.

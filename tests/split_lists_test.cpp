@@ -78,6 +78,10 @@ TEST(SplitLists, AllocationFailure) {
   ScopedAllocatorControl control;
   control.failNth(1);
   EXPECT_FALSE(sb.splitUsingBoundary(bound, list, 0, false));
+  control.failNth(1);
+  EXPECT_FALSE(sb.splitIntoLines(list, 0));
+  control.failNth(3);  // the copy and the piece object pass, the piece's bytes do not
+  EXPECT_FALSE(sb.splitUsingBoundary(bound, list, 0, false));
   control.failAbove(250);  // the buffer objects pass, the 300-byte piece does not
   EXPECT_FALSE(sb.splitUsingBoundary(bound, list, 0, false));
   EXPECT_EQ(0, list.getSize());

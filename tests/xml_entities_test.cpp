@@ -259,12 +259,13 @@ TEST(XmlEntities, SecureTemporaries) {
   };
   for (size_t i = 0; i < std::size(ops); ++i) {
     SCOPED_TRACE(i);
-    StringBuffer sb = bufferOf(string(150, 's') + "<&>\"");
+    StringBuffer sb = bufferOf(string(600, 's') + "<&>\"");
     sb.setSecureBuf(true);
     ReleaseWatcher watcher(150);
     ops[i](sb);
     EXPECT_GE(watcher.releases(), 1u);
     EXPECT_FALSE(watcher.sawContent());
+    EXPECT_NE(string::npos, bytesOf(sb).find(string(600, 's') + "&lt;&amp;&gt;", 604)) << "read after the move";
   }
 }
 
